@@ -1,0 +1,88 @@
+#include "app/cli.hpp"
+
+#include <CLI/CLI.hpp>
+#include <iostream>
+#include <nlohmann/json.hpp>
+
+#include "app/command.hpp"
+#include "app/commands.hpp"
+#include "app/environment.hpp"
+#include "orvanta_config.hpp"
+
+namespace orvanta {
+namespace {
+
+constexpr const char* kFooter = R"(Exit status: 0 done, 1 failed or refused, 2 usage error, 130 interrupted.
+Errors are printed on stderr; with --json, stdout holds {"error": {"kind": ..., "message": ...}}.
+Run 'orvanta COMMAND --help' for a command's options.)";
+
+void report(const CommandFailure& failure, const GlobalOptions& options, CommandLineStreams& streams) {
+  streams.err << "orvanta: " << failure.message << '\n';
+  for (const auto& hint : failure.hints) streams.err << hint << '\n';
+  if (options.json) {
+    nlohmann::json document = {{"error", {{"kind", failure.caseName}, {"message", failure.message}}}};
+    streams.out << document.dump(2) << '\n';
+  }
+}
+
+}  // namespace
+
+int runCommandLine(int argc, const char* const* argv, CommandLineStreams streams, std::stop_token stop) {
+  GlobalOptions options;
+  CLI::App app("Orvanta drives simulated iOS devices through xcrun simctl.", "orvanta");
+  app.footer(kFooter);
+  app.set_version_flag("--version", std::string("orvanta ") + ORVANTA_VERSION);
+  app.require_subcommand(1);
+  // Global options are accepted after the command too.
+  app.fallthrough();
+  app.add_option("-d,--device", options.device, "Act on this simulator (udid or exact name) for this call")
+      ->option_text("UDID-OR-NAME");
+  app.add_flag("--json", options.json, "Write one JSON document on stdout instead of text");
+  app.add_option("--xcrun", options.xcrun, "The xcrun executable (default: $ORVANTA_XCRUN or /usr/bin/xcrun)")
+      ->option_text("PATH");
+  app.add_flag("-y,--yes", options.yes, "Answer yes to confirmations");
+
+  CommandRegistry registry;
+  registerCommands(app, registry);
+
+  std::vector<std::string> arguments;
+  for (int i = argc - 1; i > 0; --i) arguments.emplace_back(argv[i]);
+  try {
+    app.parse(arguments);
+  } catch (const CLI::CallForHelp&) {
+    streams.out << app.help();
+    return 0;
+  } catch (const CLI::CallForAllHelp&) {
+    streams.out << app.help("", CLI::AppFormatMode::All);
+    return 0;
+  } catch (const CLI::CallForVersion&) {
+    streams.out << app.version() << '\n';
+    return 0;
+  } catch (const CLI::ParseError& error) {
+    std::string message = error.what();
+    std::vector<std::string> hints{"Run 'orvanta --help' for usage."};
+    if (dynamic_cast<const CLI::RequiredError*>(&error) && app.get_subcommands().empty()) {
+      message = "A command is required.";
+    }
+    auto failure = CommandFailure::usage(message, hints);
+    report(failure, options, streams);
+    return exitStatusFor(unexpected(failure));
+  }
+
+  Environment environment(options);
+  CommandContext context{options, stop, streams.out, streams.err, environment, streams.stdinIsTerminal, &streams.in};
+  CommandOutcome outcome;
+  if (const auto& action = registry.selected()) {
+    try {
+      outcome = action(context);
+    } catch (const std::exception& error) {
+      outcome = unexpected(CommandFailure::failure("internal", std::string("Internal error: ") + error.what()));
+    }
+  }
+  if (!outcome && stop.stop_requested()) outcome = unexpected(CommandFailure::interrupted());
+  if (!outcome) report(outcome.error(), options, streams);
+  streams.out.flush();
+  return exitStatusFor(outcome);
+}
+
+}  // namespace orvanta

@@ -1,0 +1,53 @@
+#include "app/command.hpp"
+
+#include <CLI/CLI.hpp>
+#include <iostream>
+#include <nlohmann/json.hpp>
+
+namespace orvanta {
+
+CommandFailure CommandFailure::failure(std::string caseName, std::string message, std::vector<std::string> hints) {
+  return CommandFailure{Kind::failed, std::move(caseName), std::move(message), std::move(hints)};
+}
+
+CommandFailure CommandFailure::usage(std::string message, std::vector<std::string> hints) {
+  return CommandFailure{Kind::usage, "usage", std::move(message), std::move(hints)};
+}
+
+CommandFailure CommandFailure::interrupted() {
+  return CommandFailure{Kind::interrupted, "cancelled", "The command was cancelled.", {}};
+}
+
+int exitStatusFor(const CommandOutcome& outcome) {
+  if (outcome) return 0;
+  switch (outcome.error().kind) {
+    case CommandFailure::Kind::failed: return 1;
+    case CommandFailure::Kind::usage: return 2;
+    case CommandFailure::Kind::interrupted: return 130;
+  }
+  return 1;
+}
+
+void CommandContext::emitJson(const nlohmann::json& document) const {
+  out << document.dump(2) << '\n';
+  out.flush();
+}
+
+CommandOutcome CommandContext::confirm(const std::string& question) const {
+  if (options.yes) return {};
+  if (!stdinIsTerminal || in == nullptr) {
+    return unexpected(CommandFailure::failure(
+        "confirmationRequired", "This needs a confirmation and standard input is not a terminal; pass --yes to confirm."));
+  }
+  err << question << " [y/N] " << std::flush;
+  std::string answer;
+  if (!std::getline(*in, answer)) answer.clear();
+  if (answer == "y" || answer == "Y" || answer == "yes" || answer == "Yes" || answer == "YES") return {};
+  return unexpected(CommandFailure::failure("declined", "Not confirmed; nothing was changed."));
+}
+
+void CommandRegistry::on(CLI::App* command, CommandAction action) {
+  command->callback([this, action = std::move(action)] { selected_ = action; });
+}
+
+}  // namespace orvanta

@@ -1,0 +1,79 @@
+// What every command of the program shares: the global options, the outcome type and the context a
+// command runs in.
+#pragma once
+
+#include <functional>
+#include <iosfwd>
+#include <optional>
+#include <stop_token>
+#include <string>
+#include <vector>
+
+#include <nlohmann/json_fwd.hpp>
+
+#include "support/expected.hpp"
+
+namespace CLI {
+class App;
+}
+
+namespace orvanta {
+
+struct GlobalOptions {
+  std::optional<std::string> device;  // --device UDID-OR-NAME
+  bool json = false;                  // --json
+  std::optional<std::string> xcrun;   // --xcrun PATH (else ORVANTA_XCRUN, else /usr/bin/xcrun)
+  bool yes = false;                   // --yes
+};
+
+// Why a command did not complete. `caseName` is the error case scripts see in --json output, `message`
+// the exact sentence, `hints` further lines for people.
+struct CommandFailure {
+  enum class Kind { failed, usage, interrupted };
+  Kind kind = Kind::failed;
+  std::string caseName;
+  std::string message;
+  std::vector<std::string> hints;
+
+  static CommandFailure failure(std::string caseName, std::string message, std::vector<std::string> hints = {});
+  static CommandFailure usage(std::string message, std::vector<std::string> hints = {});
+  static CommandFailure interrupted();
+};
+
+using CommandOutcome = expected<void, CommandFailure>;
+
+// The exit status for an outcome: 0 done, 1 failed or refused, 2 usage, 130 interrupted.
+int exitStatusFor(const CommandOutcome& outcome);
+
+class Environment;
+
+// Handed to the command that runs. Used on the main thread only.
+struct CommandContext {
+  const GlobalOptions& options;
+  std::stop_token stop;
+  std::ostream& out;
+  std::ostream& err;
+  Environment& environment;
+  bool stdinIsTerminal = false;
+  std::istream* in = nullptr;
+
+  // Writes one JSON document (pretty, with a final newline) on stdout.
+  void emitJson(const nlohmann::json& document) const;
+  // Asks a yes/no question on a terminal; --yes answers yes. Without a terminal and without --yes the
+  // confirmation is refused with a sentence that names --yes.
+  [[nodiscard]] CommandOutcome confirm(const std::string& question) const;
+};
+
+using CommandAction = std::function<CommandOutcome(CommandContext&)>;
+
+// Where a subcommand's parse callback leaves the action to run once parsing has succeeded.
+class CommandRegistry {
+ public:
+  void on(CLI::App* command, CommandAction action);
+  [[nodiscard]] const CommandAction& selected() const { return selected_; }
+
+ private:
+  CommandAction selected_;
+};
+
+}  // namespace orvanta

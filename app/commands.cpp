@@ -1,0 +1,14 @@
+#include "app/commands.hpp"
+
+#include <CLI/CLI.hpp>
+
+#include "app/command.hpp"
+
+namespace orvanta {
+
+void registerCommands(CLI::App& app, CommandRegistry& registry) {
+  (void)app;
+  (void)registry;
+}
+
+}  // namespace orvanta

@@ -1,0 +1,15 @@
+// Registration of every command of the program.
+#pragma once
+
+namespace CLI {
+class App;
+}
+
+namespace orvanta {
+
+class CommandRegistry;
+
+// Adds every command to `app`; the chosen one's action ends up in `registry`.
+void registerCommands(CLI::App& app, CommandRegistry& registry);
+
+}  // namespace orvanta

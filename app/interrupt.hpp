@@ -1,0 +1,33 @@
+// Ctrl-C handling for the command-line program.
+#pragma once
+
+#include <stop_token>
+#include <thread>
+
+#include "support/unique_fd.hpp"
+
+namespace orvanta {
+
+// While alive, SIGINT (and SIGTERM) request a stop of `token()` instead of killing the program, so
+// that the running command can end its children and return. The handler only writes to a pipe; a
+// watcher thread turns that into the stop request. Create once, on the main thread. Destroying it
+// joins the watcher and restores the default dispositions.
+class InterruptGuard {
+ public:
+  InterruptGuard();
+  ~InterruptGuard();
+  InterruptGuard(const InterruptGuard&) = delete;
+  InterruptGuard& operator=(const InterruptGuard&) = delete;
+
+  [[nodiscard]] std::stop_token token() const { return source_.get_token(); }
+  // Whether a signal arrived.
+  [[nodiscard]] bool interrupted() const { return source_.stop_requested(); }
+
+ private:
+  std::stop_source source_;
+  UniqueFd signalRead_;
+  UniqueFd quitWrite_;
+  std::jthread watcher_;
+};
+
+}  // namespace orvanta

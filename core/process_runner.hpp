@@ -1,0 +1,214 @@
+// The one way Orvanta starts an external program.
+//
+// ProcessRunner starts a child with posix_spawn (argv only, never a shell), in a process group of its
+// own, with separate stdout and stderr pipes that are drained concurrently while it runs. Two modes:
+//
+//  - run(): blocks until the child has ended and both streams are closed, and hands back an Output
+//    whatever the exit status. A stop request on the caller's std::stop_token, or the time-out of the
+//    Options, ends the child (SIGTERM, then SIGKILL to its group 2.0 s later) and yields `cancelled` or
+//    `timedOut` instead.
+//  - startLongRunning(): returns as soon as the child is running; a background thread drains its
+//    streams, and waitForResult() delivers the result to any number of waiters.
+//
+// A failure to start a program is a ProcessRunnerError; a non-zero exit is not.
+#pragma once
+
+#include <sys/types.h>
+
+// <cstdio> comes first on purpose: some C libraries define `stdout`/`stderr` as macros, and Output's
+// fields of those names must be spelt the same way in every file that sees them.
+#include <cstdio>
+
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <stop_token>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <vector>
+
+#include "support/expected.hpp"
+
+namespace orvanta {
+
+// Why a process run failed. One case per failure; description() is the sentence shown to users.
+struct ProcessRunnerError {
+  enum class Case { executableNotFound, launchFailed, nonZeroExit, decodingFailed, timedOut, ioFailure, cancelled };
+
+  Case kind = Case::cancelled;
+  std::string path;     // executableNotFound
+  std::string message;  // launchFailed, decodingFailed, ioFailure
+  std::int32_t status = 0;  // nonZeroExit
+  std::string text;         // nonZeroExit: what the program printed on stderr
+  double seconds = 0;       // timedOut
+
+  static ProcessRunnerError executableNotFound(std::string path);
+  static ProcessRunnerError launchFailed(std::string message);
+  static ProcessRunnerError nonZeroExit(std::int32_t status, std::string text);
+  static ProcessRunnerError decodingFailed(std::string message);
+  static ProcessRunnerError timedOut(double seconds);
+  static ProcessRunnerError ioFailure(std::string message);
+  static ProcessRunnerError cancelled();
+
+  // The exact user-facing sentence, e.g. "The command timed out after 2.5 s.".
+  [[nodiscard]] std::string description() const;
+  // The case's name as scripts see it in --json output ("nonZeroExit", ...).
+  [[nodiscard]] std::string_view caseName() const;
+
+  bool operator==(const ProcessRunnerError&) const = default;
+};
+
+// One started child: its arguments, its accumulated output and how it ended. It finishes exactly once.
+// Thread-safe: every mutable field is guarded by `lock_`, because the I/O loop, a canceller on another
+// thread and a signal sender may all touch it.
+class ProcessExecution {
+ public:
+  struct StopReason {
+    enum class Case { timedOut, cancelled };
+    Case kind;
+    double seconds = 0;  // timedOut: the time-out that fired
+    bool operator==(const StopReason&) const = default;
+  };
+
+  static constexpr double killGracePeriod = 2.0;
+
+  ProcessExecution(std::filesystem::path executableURL, std::vector<std::string> arguments,
+                   std::optional<std::string> standardInput = std::nullopt,
+                   std::optional<std::map<std::string, std::string>> environmentOverrides = std::nullopt,
+                   std::optional<double> timeout = std::nullopt);
+  ~ProcessExecution();
+  ProcessExecution(const ProcessExecution&) = delete;
+  ProcessExecution& operator=(const ProcessExecution&) = delete;
+
+  const std::filesystem::path executableURL;
+  const std::vector<std::string> arguments;
+  const std::optional<std::string> standardInput;
+  const std::optional<std::map<std::string, std::string>> environmentOverrides;
+  const std::optional<double> timeout;
+  // Called once, on the launching thread, right after a successful launch.
+  std::function<void(std::int32_t pid)> onLaunch;
+
+  // Ends the child on the caller's behalf: records `cancelled` unless a stop reason is already set, and
+  // runs the stop sequence. Does nothing once finished. Any thread; does not block.
+  void cancel();
+  // Sends `signal` to the running child (to its whole group when it leads one that is not ours). Does
+  // nothing once the child has ended or the execution has finished. Any thread; does not block.
+  void sendSignal(int signal);
+
+  [[nodiscard]] std::int32_t pid() const;
+  [[nodiscard]] std::optional<StopReason> stopReason() const;
+  [[nodiscard]] bool finished() const;
+  // One line for logs: program, " pid=", " args=", " exit=" (" (signal" when killed), " stdout=" and
+  // " stop=" when a stop was requested.
+  [[nodiscard]] std::string description() const;
+
+ private:
+  friend class ProcessIoLoop;
+  friend class ProcessRunner;
+  void requestStop(StopReason reason);
+  // The owner is going away: kill the child's group at once and finish as cancelled.
+  void abandon();
+  void wake();
+
+  mutable std::mutex lock_;
+  pid_t pid_ = 0;
+  std::optional<std::chrono::system_clock::time_point> launchedAt_;
+  std::optional<StopReason> stopReason_;
+  std::optional<std::int32_t> exitStatus_;
+  bool exitedBySignal_ = false;
+  std::string stdoutBuffer_;
+  std::string stderrBuffer_;
+  bool stdoutFinished_ = false;
+  bool stderrFinished_ = false;
+  std::optional<std::string> ioError_;
+  bool finished_ = false;
+  bool abandoned_ = false;  // the owner is gone: kill the group at once
+  int wakeFd_ = -1;         // write end of the I/O loop's wake-up pipe, -1 when no loop runs
+};
+
+class ProcessRunner {
+ public:
+  // What a child left behind. `terminationStatus` is the exit status, or the signal number when
+  // `terminatedBySignal`.
+  struct Output {
+    std::string stdout;
+    std::string stderr;
+    std::int32_t terminationStatus = 0;
+    bool terminatedBySignal = false;
+    bool operator==(const Output&) const = default;
+  };
+  using Result = expected<Output, ProcessRunnerError>;
+
+  // The one-shot run's extras.
+  struct Options {
+    std::optional<std::string> standardInput;  // written to the child's stdin, which is then closed
+    std::optional<std::map<std::string, std::string>> environmentOverrides;  // laid over our environment
+    std::optional<double> timeout;  // seconds for the whole run
+  };
+
+  // A child that runs until told to stop (log stream, screen recording). Owned by one caller; the
+  // result may be awaited from any thread. Destroying it while the child runs kills the child's group,
+  // reaps it and joins the reading thread.
+  class LongRunningProcess {
+   public:
+    ~LongRunningProcess();
+    LongRunningProcess(const LongRunningProcess&) = delete;
+    LongRunningProcess& operator=(const LongRunningProcess&) = delete;
+
+    [[nodiscard]] std::int32_t pid() const { return pid_; }
+    [[nodiscard]] ProcessExecution& execution() { return *execution_; }
+    // Blocks until the child has ended and its streams are closed; every waiter, early or late, gets
+    // the same result. Any thread.
+    [[nodiscard]] Result waitForResult();
+    // The result if the child has ended, without blocking.
+    [[nodiscard]] std::optional<Result> resultIfFinished();
+    // See ProcessExecution::sendSignal. SIGINT asks the log stream and recordings to finish cleanly.
+    void sendSignal(int signal) { execution_->sendSignal(signal); }
+
+   private:
+    friend class ProcessRunner;
+    struct ResultBox {
+      std::mutex lock;
+      std::condition_variable ready;
+      std::optional<Result> result;
+    };
+    LongRunningProcess() = default;
+
+    std::shared_ptr<ProcessExecution> execution_;
+    std::shared_ptr<ResultBox> resultBox_;
+    std::int32_t pid_ = 0;
+    std::jthread reader_;
+  };
+
+  // Runs the program with no input, the inherited environment and no time-out. Blocks; a stop request
+  // on `stop` ends the child and yields `cancelled`. Thread-safe: any number of runs may proceed at once.
+  [[nodiscard]] Result run(const std::filesystem::path& executable, const std::vector<std::string>& arguments,
+                           std::stop_token stop = {}) const;
+  [[nodiscard]] Result run(const std::filesystem::path& executable, const std::vector<std::string>& arguments,
+                           const Options& options, std::stop_token stop = {}) const;
+  // Runs a prepared execution (for callers that want onLaunch or to cancel it themselves).
+  [[nodiscard]] Result run(ProcessExecution& execution, std::stop_token stop = {}) const;
+
+  // Starts the program and returns once it is running, or fails with executableNotFound / launchFailed.
+  [[nodiscard]] expected<std::unique_ptr<LongRunningProcess>, ProcessRunnerError> startLongRunning(
+      const std::filesystem::path& executable, const std::vector<std::string>& arguments) const;
+
+  static constexpr std::size_t maximumArgumentCount = 4096;
+};
+
+// The function through which services start programs: ProcessRunner::run by default, a recording fake
+// in tests.
+using RunFunction = std::function<ProcessRunner::Result(
+    const std::filesystem::path& executable, const std::vector<std::string>& arguments, std::stop_token stop)>;
+
+// A RunFunction that uses `runner` (which must outlive it).
+RunFunction makeRunFunction(const ProcessRunner& runner);
+
+}  // namespace orvanta

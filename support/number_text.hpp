@@ -1,0 +1,22 @@
+// Locale-independent number texts.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace orvanta {
+
+// printf's "%g" as the C locale writes it (six significant digits, trailing zeros dropped): 15 -> "15",
+// 2.5 -> "2.5". Independent of the process locale. Thread-safe.
+std::string formatGeneral(double value);
+
+// Plain dot-decimal text of the shortest form that reads back as the same double, never in exponent
+// form ("0.0001", "123456789012"); both zeros read "0". NaN and infinities give "nan", "inf", "-inf".
+std::string formatPlainDecimal(double value);
+
+// Reads a whole text as a finite double in plain dot-decimal ("-12.5", "3", ".5" and "5." are accepted;
+// exponents, hex, spaces, "inf" and "nan" are not). Independent of the process locale.
+std::optional<double> parsePlainDecimal(std::string_view text);
+
+}  // namespace orvanta
