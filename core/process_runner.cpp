@@ -196,7 +196,7 @@ class ProcessIoLoop {
 
   ProcessRunner::Result run() {
     for (;;) {
-      if (auto result = step()) return *result;
+      if (auto result = step()) return std::move(*result);
       waitForEvents();
     }
   }
@@ -261,7 +261,7 @@ class ProcessIoLoop {
     output.stderr = std::move(e.stderrBuffer_);
     output.terminationStatus = *e.exitStatus_;
     output.terminatedBySignal = e.exitedBySignal_;
-    return output;
+    return std::optional<ProcessRunner::Result>(std::move(output));
   }
 
   // Whether to ask waitpid now. With an exit watcher only when it has fired; without one, whenever the
@@ -365,27 +365,21 @@ class ProcessIoLoop {
     constexpr std::size_t maximumRead = 1 << 20;
     std::lock_guard guard(execution_.lock_);
     auto& e = execution_;
-    std::string& buffer = isStdout ? e.stdoutBuffer_ : e.stderrBuffer_;
+    ByteBuffer& buffer = isStdout ? e.stdoutBuffer_ : e.stderrBuffer_;
     bool& finished = isStdout ? e.stdoutFinished_ : e.stderrFinished_;
     for (int round = 0; round < 8; ++round) {
-      if (buffer.capacity() - buffer.size() < minimumSpace) buffer.reserve(std::max(buffer.size() * 2, minimumSpace));
-      const std::size_t want = std::min(buffer.capacity() - buffer.size(), maximumRead);
-      ssize_t got = 0;
-      int error = 0;
-      buffer.resize_and_overwrite(buffer.size() + want, [&](char* data, std::size_t size) {
-        const std::size_t old = size - want;
-        do {
-          got = ::read(fd.get(), data + old, want);
-        } while (got < 0 && errno == EINTR);
-        error = errno;
-        return old + static_cast<std::size_t>(std::max<ssize_t>(got, 0));
-      });
+      auto space = buffer.spareCapacity(minimumSpace, maximumRead);
+      ssize_t got;
+      do {
+        got = ::read(fd.get(), space.data(), space.size());
+      } while (got < 0 && errno == EINTR);
       if (got > 0) {
-        if (static_cast<std::size_t>(got) < want) return;
+        buffer.commit(static_cast<std::size_t>(got));
+        if (static_cast<std::size_t>(got) < space.size()) return;
         continue;
       }
-      if (got < 0 && (error == EAGAIN || error == EWOULDBLOCK)) return;
-      if (got < 0 && !e.ioError_) e.ioError_ = fmt::format("read failed (errno {})", error);
+      if (got < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) return;
+      if (got < 0 && !e.ioError_) e.ioError_ = fmt::format("read failed (errno {})", errno);
       closeStream(fd, finished);
       return;
     }

@@ -34,6 +34,7 @@
 #include <thread>
 #include <vector>
 
+#include "support/byte_buffer.hpp"
 #include "support/expected.hpp"
 
 namespace orvanta {
@@ -123,8 +124,8 @@ class ProcessExecution {
   std::optional<StopReason> stopReason_;
   std::optional<std::int32_t> exitStatus_;
   bool exitedBySignal_ = false;
-  std::string stdoutBuffer_;
-  std::string stderrBuffer_;
+  ByteBuffer stdoutBuffer_;
+  ByteBuffer stderrBuffer_;
   bool stdoutFinished_ = false;
   bool stderrFinished_ = false;
   std::optional<std::string> ioError_;
@@ -138,8 +139,8 @@ class ProcessRunner {
   // What a child left behind. `terminationStatus` is the exit status, or the signal number when
   // `terminatedBySignal`.
   struct Output {
-    std::string stdout;
-    std::string stderr;
+    ByteBuffer stdout;
+    ByteBuffer stderr;
     std::int32_t terminationStatus = 0;
     bool terminatedBySignal = false;
     bool operator==(const Output&) const = default;

@@ -78,8 +78,8 @@ TEST(ProcessRunnerTest, LargeOutputOnBothStreamsDoesNotDeadlock) {
   ASSERT_TRUE(output.has_value()) << output.error().description();
   EXPECT_EQ(output->stdout.size(), size);
   EXPECT_EQ(output->stderr.size(), size);
-  EXPECT_EQ(output->stdout.find_first_not_of('x'), std::string::npos);
-  EXPECT_EQ(output->stderr.find_first_not_of('e'), std::string::npos);
+  EXPECT_EQ(output->stdout.view().find_first_not_of('x'), std::string::npos);
+  EXPECT_EQ(output->stderr.view().find_first_not_of('e'), std::string::npos);
 }
 
 TEST(ProcessRunnerTest, StandardInputIsDeliveredAndClosedEvenWhenLarge) {

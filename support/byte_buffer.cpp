@@ -1,0 +1,105 @@
+#include "support/byte_buffer.hpp"
+
+#include <sys/mman.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <new>
+#include <ostream>
+#include <utility>
+
+#include "orvanta_config.hpp"
+
+namespace orvanta {
+namespace {
+
+// Below this a buffer lives on the heap; above it, where remapping pays off, in a mapping of its own.
+constexpr std::size_t kMappedThreshold = std::size_t{1} << 20;
+
+}  // namespace
+
+ByteBuffer::ByteBuffer(std::string_view bytes) { append(bytes); }
+
+ByteBuffer::ByteBuffer(const ByteBuffer& other) { append(other.view()); }
+
+ByteBuffer::ByteBuffer(ByteBuffer&& other) noexcept
+    : data_(std::exchange(other.data_, nullptr)),
+      size_(std::exchange(other.size_, 0)),
+      capacity_(std::exchange(other.capacity_, 0)),
+      mapped_(std::exchange(other.mapped_, false)) {}
+
+ByteBuffer& ByteBuffer::operator=(const ByteBuffer& other) {
+  if (this != &other) {
+    clear();
+    append(other.view());
+  }
+  return *this;
+}
+
+ByteBuffer& ByteBuffer::operator=(ByteBuffer&& other) noexcept {
+  if (this != &other) {
+    release();
+    data_ = std::exchange(other.data_, nullptr);
+    size_ = std::exchange(other.size_, 0);
+    capacity_ = std::exchange(other.capacity_, 0);
+    mapped_ = std::exchange(other.mapped_, false);
+  }
+  return *this;
+}
+
+ByteBuffer::~ByteBuffer() { release(); }
+
+void ByteBuffer::release() noexcept {
+  if (data_ == nullptr) return;
+  if (mapped_) {
+    ::munmap(data_, capacity_);
+  } else {
+    std::free(data_);
+  }
+  data_ = nullptr;
+  size_ = capacity_ = 0;
+  mapped_ = false;
+}
+
+void ByteBuffer::grow(std::size_t minimumCapacity) {
+  std::size_t capacity = std::max({minimumCapacity, capacity_ * 2, std::size_t{4096}});
+#if ORVANTA_HAVE_MREMAP
+  if (capacity >= kMappedThreshold) {
+    capacity = (capacity + 4095) & ~std::size_t{4095};
+    void* memory = nullptr;
+    if (mapped_) {
+      memory = ::mremap(data_, capacity_, capacity, MREMAP_MAYMOVE);
+    } else {
+      memory = ::mmap(nullptr, capacity, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+      if (memory != MAP_FAILED && size_ > 0) std::memcpy(memory, data_, size_);
+      if (memory != MAP_FAILED) std::free(data_);
+    }
+    if (memory == MAP_FAILED) throw std::bad_alloc();
+    data_ = static_cast<char*>(memory);
+    capacity_ = capacity;
+    mapped_ = true;
+    return;
+  }
+#endif
+  void* memory = std::realloc(data_, capacity);
+  if (memory == nullptr) throw std::bad_alloc();
+  data_ = static_cast<char*>(memory);
+  capacity_ = capacity;
+}
+
+void ByteBuffer::append(std::string_view bytes) {
+  if (bytes.empty()) return;
+  if (capacity_ - size_ < bytes.size()) grow(size_ + bytes.size());
+  std::memcpy(data_ + size_, bytes.data(), bytes.size());
+  size_ += bytes.size();
+}
+
+std::span<char> ByteBuffer::spareCapacity(std::size_t minimum, std::size_t maximum) {
+  if (capacity_ - size_ < minimum) grow(size_ + minimum);
+  return {data_ + size_, std::min(capacity_ - size_, maximum)};
+}
+
+std::ostream& operator<<(std::ostream& stream, const ByteBuffer& buffer) { return stream << buffer.view(); }
+
+}  // namespace orvanta
