@@ -27,7 +27,7 @@ void report(const CommandFailure& failure, const GlobalOptions& options, Command
 
 }  // namespace
 
-int runCommandLine(int argc, const char* const* argv, CommandLineStreams streams, std::stop_token stop) {
+int runCommandLine(int argc, const char* const* argv, CommandLineStreams streams, orvanta::stop_token stop) {
   GlobalOptions options;
   CLI::App app("Orvanta drives simulated iOS devices through xcrun simctl.", "orvanta");
   app.footer(kFooter);

@@ -3,7 +3,7 @@
 #pragma once
 
 #include <iosfwd>
-#include <stop_token>
+#include "support/stop_token.hpp"
 
 namespace orvanta {
 
@@ -15,6 +15,6 @@ struct CommandLineStreams {
 };
 
 // Runs one invocation. `stop` is requested by Ctrl-C. Returns 0, 1, 2 or 130. Main thread.
-int runCommandLine(int argc, const char* const* argv, CommandLineStreams streams, std::stop_token stop);
+int runCommandLine(int argc, const char* const* argv, CommandLineStreams streams, orvanta::stop_token stop);
 
 }  // namespace orvanta

@@ -5,7 +5,7 @@
 #include <functional>
 #include <iosfwd>
 #include <optional>
-#include <stop_token>
+#include "support/stop_token.hpp"
 #include <string>
 #include <vector>
 
@@ -50,7 +50,7 @@ class Environment;
 // Handed to the command that runs. Used on the main thread only.
 struct CommandContext {
   const GlobalOptions& options;
-  std::stop_token stop;
+  orvanta::stop_token stop;
   std::ostream& out;
   std::ostream& err;
   Environment& environment;

@@ -42,7 +42,7 @@ InterruptGuard::InterruptGuard() {
   ::sigaction(SIGINT, &action, nullptr);
   ::sigaction(SIGTERM, &action, nullptr);
 
-  watcher_ = std::jthread([this, quitRead = std::move(quitRead)] {
+  watcher_ = orvanta::jthread([this, quitRead = std::move(quitRead)] {
     pollfd fds[2] = {{signalRead_.get(), POLLIN, 0}, {quitRead.get(), POLLIN, 0}};
     for (;;) {
       int ready = ::poll(fds, 2, -1);

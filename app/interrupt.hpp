@@ -1,7 +1,7 @@
 // Ctrl-C handling for the command-line program.
 #pragma once
 
-#include <stop_token>
+#include "support/stop_token.hpp"
 #include <thread>
 
 #include "support/unique_fd.hpp"
@@ -19,15 +19,15 @@ class InterruptGuard {
   InterruptGuard(const InterruptGuard&) = delete;
   InterruptGuard& operator=(const InterruptGuard&) = delete;
 
-  [[nodiscard]] std::stop_token token() const { return source_.get_token(); }
+  [[nodiscard]] orvanta::stop_token token() const { return source_.get_token(); }
   // Whether a signal arrived.
   [[nodiscard]] bool interrupted() const { return source_.stop_requested(); }
 
  private:
-  std::stop_source source_;
+  orvanta::stop_source source_;
   UniqueFd signalRead_;
   UniqueFd quitWrite_;
-  std::jthread watcher_;
+  orvanta::jthread watcher_;
 };
 
 }  // namespace orvanta

@@ -441,24 +441,24 @@ expected<Launched, ProcessRunnerError> ProcessIoLoop::launch(ProcessExecution& e
   return launched;
 }
 
-ProcessRunner::Result ProcessRunner::run(ProcessExecution& execution, std::stop_token stop) const {
+ProcessRunner::Result ProcessRunner::run(ProcessExecution& execution, orvanta::stop_token stop) const {
   if (stop.stop_requested()) return unexpected(ProcessRunnerError::cancelled());
   auto launched = ProcessIoLoop::launch(execution);
   if (!launched) return unexpected(launched.error());
-  std::stop_callback onStop(stop, [&execution] { execution.cancel(); });
+  orvanta::stop_callback onStop(stop, [&execution] { execution.cancel(); });
   return launched->loop->run();
 }
 
 ProcessRunner::Result ProcessRunner::run(const std::filesystem::path& executable,
                                          const std::vector<std::string>& arguments, const Options& options,
-                                         std::stop_token stop) const {
+                                         orvanta::stop_token stop) const {
   ProcessExecution execution(executable, arguments, options.standardInput, options.environmentOverrides,
                              options.timeout);
   return run(execution, std::move(stop));
 }
 
 ProcessRunner::Result ProcessRunner::run(const std::filesystem::path& executable,
-                                         const std::vector<std::string>& arguments, std::stop_token stop) const {
+                                         const std::vector<std::string>& arguments, orvanta::stop_token stop) const {
   ProcessExecution execution(executable, arguments);
   return run(execution, std::move(stop));
 }
@@ -476,7 +476,7 @@ expected<std::unique_ptr<ProcessRunner::LongRunningProcess>, ProcessRunnerError>
   process->execution_ = execution;
   process->resultBox_ = std::make_shared<LongRunningProcess::ResultBox>();
   process->pid_ = launchedPid;
-  process->reader_ = std::jthread([box = process->resultBox_, launched = std::move(*launched)]() mutable {
+  process->reader_ = orvanta::jthread([box = process->resultBox_, launched = std::move(*launched)]() mutable {
     auto result = launched.loop->run();
     {
       std::lock_guard guard(box->lock);
@@ -505,7 +505,7 @@ std::optional<ProcessRunner::Result> ProcessRunner::LongRunningProcess::resultIf
 
 RunFunction makeRunFunction(const ProcessRunner& runner) {
   return [&runner](const std::filesystem::path& executable, const std::vector<std::string>& arguments,
-                   std::stop_token stop) { return runner.run(executable, arguments, std::move(stop)); };
+                   orvanta::stop_token stop) { return runner.run(executable, arguments, std::move(stop)); };
 }
 
 }  // namespace orvanta

@@ -4,7 +4,7 @@
 // own, with separate stdout and stderr pipes that are drained concurrently while it runs. Two modes:
 //
 //  - run(): blocks until the child has ended and both streams are closed, and hands back an Output
-//    whatever the exit status. A stop request on the caller's std::stop_token, or the time-out of the
+//    whatever the exit status. A stop request on the caller's orvanta::stop_token, or the time-out of the
 //    Options, ends the child (SIGTERM, then SIGKILL to its group 2.0 s later) and yields `cancelled` or
 //    `timedOut` instead.
 //  - startLongRunning(): returns as soon as the child is running; a background thread drains its
@@ -28,7 +28,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
-#include <stop_token>
+#include "support/stop_token.hpp"
 #include <string>
 #include <string_view>
 #include <thread>
@@ -185,17 +185,17 @@ class ProcessRunner {
     std::shared_ptr<ProcessExecution> execution_;
     std::shared_ptr<ResultBox> resultBox_;
     std::int32_t pid_ = 0;
-    std::jthread reader_;
+    orvanta::jthread reader_;
   };
 
   // Runs the program with no input, the inherited environment and no time-out. Blocks; a stop request
   // on `stop` ends the child and yields `cancelled`. Thread-safe: any number of runs may proceed at once.
   [[nodiscard]] Result run(const std::filesystem::path& executable, const std::vector<std::string>& arguments,
-                           std::stop_token stop = {}) const;
+                           orvanta::stop_token stop = {}) const;
   [[nodiscard]] Result run(const std::filesystem::path& executable, const std::vector<std::string>& arguments,
-                           const Options& options, std::stop_token stop = {}) const;
+                           const Options& options, orvanta::stop_token stop = {}) const;
   // Runs a prepared execution (for callers that want onLaunch or to cancel it themselves).
-  [[nodiscard]] Result run(ProcessExecution& execution, std::stop_token stop = {}) const;
+  [[nodiscard]] Result run(ProcessExecution& execution, orvanta::stop_token stop = {}) const;
 
   // Starts the program and returns once it is running, or fails with executableNotFound / launchFailed.
   [[nodiscard]] expected<std::unique_ptr<LongRunningProcess>, ProcessRunnerError> startLongRunning(
@@ -207,7 +207,7 @@ class ProcessRunner {
 // The function through which services start programs: ProcessRunner::run by default, a recording fake
 // in tests.
 using RunFunction = std::function<ProcessRunner::Result(
-    const std::filesystem::path& executable, const std::vector<std::string>& arguments, std::stop_token stop)>;
+    const std::filesystem::path& executable, const std::vector<std::string>& arguments, orvanta::stop_token stop)>;
 
 // A RunFunction that uses `runner` (which must outlive it).
 RunFunction makeRunFunction(const ProcessRunner& runner);

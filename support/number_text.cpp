@@ -1,6 +1,9 @@
 #include "support/number_text.hpp"
 
 #include <charconv>
+#include <locale>
+#include <sstream>
+#include <version>
 #include <cmath>
 #include <system_error>
 
@@ -41,8 +44,17 @@ std::optional<double> parsePlainDecimal(std::string_view text) {
   if (!sawDigit) return std::nullopt;
   std::string_view body = text.substr(text[0] == '+' ? 1 : 0);
   double value = 0;
+#if defined(__cpp_lib_to_chars)
   auto [ptr, ec] = std::from_chars(body.data(), body.data() + body.size(), value, std::chars_format::fixed);
-  if (ec != std::errc() || ptr != body.data() + body.size() || !std::isfinite(value)) return std::nullopt;
+  if (ec != std::errc() || ptr != body.data() + body.size()) return std::nullopt;
+#else
+  // libc++ 14 has no floating-point from_chars; a stream in the classic locale reads the same digits.
+  std::istringstream stream{std::string(body)};
+  stream.imbue(std::locale::classic());
+  stream >> value;
+  if (stream.fail()) return std::nullopt;
+#endif
+  if (!std::isfinite(value)) return std::nullopt;
   return value;
 }
 

@@ -172,8 +172,8 @@ TEST(ProcessRunnerTest, TheFirstStopReasonWins) {
   }
   {
     // A stop token requested while the run waits cancels it; one already requested starts nothing.
-    std::stop_source source;
-    std::jthread stopper([&] {
+    orvanta::stop_source source;
+    orvanta::jthread stopper([&] {
       std::this_thread::sleep_for(100ms);
       source.request_stop();
     });
@@ -199,7 +199,7 @@ TEST(ProcessRunnerTest, ManyRunsInParallel) {
   ProcessRunner runner;
   std::atomic<int> good{0};
   {
-    std::vector<std::jthread> threads;
+    std::vector<orvanta::jthread> threads;
     for (int t = 0; t < 8; ++t) {
       threads.emplace_back([&, t] {
         for (int i = 0; i < 25; ++i) {
@@ -247,7 +247,7 @@ TEST(LongRunningProcessTest, WaitersEarlyAndLateGetTheSameResult) {
 
   std::vector<ProcessRunner::Result> seen(3);
   {
-    std::vector<std::jthread> waiters;
+    std::vector<orvanta::jthread> waiters;
     for (auto& slot : seen) waiters.emplace_back([&] { slot = (*process)->waitForResult(); });
     std::this_thread::sleep_for(50ms);
     (*process)->sendSignal(SIGINT);
