@@ -72,7 +72,7 @@ int runCommandLine(int argc, const char* const* argv, CommandLineStreams streams
   Environment environment(options);
   CommandContext context{options, stop, streams.out, streams.err, environment, streams.stdinIsTerminal, &streams.in};
   CommandOutcome outcome;
-  if (const auto& action = registry.selected()) {
+  if (const auto action = registry.selected(app)) {
     try {
       outcome = action(context);
     } catch (const std::exception& error) {

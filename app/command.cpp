@@ -46,8 +46,15 @@ CommandOutcome CommandContext::confirm(const std::string& question) const {
   return unexpected(CommandFailure::failure("declined", "Not confirmed; nothing was changed."));
 }
 
-void CommandRegistry::on(CLI::App* command, CommandAction action) {
-  command->callback([this, action = std::move(action)] { selected_ = action; });
+void CommandRegistry::on(CLI::App* command, CommandAction action) { actions_[command] = std::move(action); }
+
+CommandAction CommandRegistry::selected(CLI::App& root) const {
+  CLI::App* current = &root;
+  for (auto subcommands = current->get_subcommands(); !subcommands.empty(); subcommands = current->get_subcommands()) {
+    current = subcommands.front();
+  }
+  auto found = actions_.find(current);
+  return found == actions_.end() ? CommandAction() : found->second;
 }
 
 }  // namespace orvanta

@@ -4,6 +4,7 @@
 
 #include <functional>
 #include <iosfwd>
+#include <map>
 #include <optional>
 #include "support/stop_token.hpp"
 #include <string>
@@ -66,14 +67,15 @@ struct CommandContext {
 
 using CommandAction = std::function<CommandOutcome(CommandContext&)>;
 
-// Where a subcommand's parse callback leaves the action to run once parsing has succeeded.
+// The action of each (sub)command; after parsing, the deepest command given on the line is the one to run.
 class CommandRegistry {
  public:
   void on(CLI::App* command, CommandAction action);
-  [[nodiscard]] const CommandAction& selected() const { return selected_; }
+  // The action of the innermost parsed subcommand of `root`; empty when it has none.
+  [[nodiscard]] CommandAction selected(CLI::App& root) const;
 
  private:
-  CommandAction selected_;
+  std::map<const CLI::App*, CommandAction> actions_;
 };
 
 }  // namespace orvanta

@@ -6,9 +6,6 @@
 
 namespace orvanta {
 
-void registerCommands(CLI::App& app, CommandRegistry& registry) {
-  (void)app;
-  (void)registry;
-}
+void registerCommands(CLI::App& app, CommandRegistry& registry) { registerDeviceCommands(app, registry); }
 
 }  // namespace orvanta

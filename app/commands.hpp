@@ -12,4 +12,6 @@ class CommandRegistry;
 // Adds every command to `app`; the chosen one's action ends up in `registry`.
 void registerCommands(CLI::App& app, CommandRegistry& registry);
 
+void registerDeviceCommands(CLI::App& app, CommandRegistry& registry);
+
 }  // namespace orvanta

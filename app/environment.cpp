@@ -3,6 +3,7 @@
 #include <cstdlib>
 
 #include "app/command.hpp"
+#include "support/app_paths.hpp"
 
 namespace orvanta {
 
@@ -17,6 +18,35 @@ std::filesystem::path resolveXcrun(const GlobalOptions& options) {
 }  // namespace
 
 Environment::Environment(const GlobalOptions& options)
-    : run_(makeRunFunction(runner_)), xcrun_(resolveXcrun(options)) {}
+    : run_(makeRunFunction(runner_)),
+      xcrun_(resolveXcrun(options)),
+      simctl_{run_, xcrun_},
+      discovery_(simctl_) {}
+
+Environment::~Environment() = default;
+
+std::shared_ptr<SettingsStore> Environment::settings() {
+  if (!settings_) {
+    if (auto file = JsonFileSettingsStore::defaultFile()) {
+      settings_ = std::make_shared<JsonFileSettingsStore>(*file);
+    } else {
+      settings_ = std::make_shared<InMemorySettingsStore>();
+    }
+  }
+  return settings_;
+}
+
+SimulatorSelectionStore& Environment::selection() {
+  if (!selection_) selection_.emplace(settings());
+  return *selection_;
+}
+
+SimulatorMutationGate& Environment::gate() {
+  if (!gate_) {
+    auto directory = runtimeDirectory();
+    gate_.emplace(directory ? std::optional<std::filesystem::path>(*directory) : std::nullopt);
+  }
+  return *gate_;
+}
 
 }  // namespace orvanta

@@ -2,27 +2,52 @@
 #pragma once
 
 #include <filesystem>
+#include <memory>
+#include <optional>
 
 #include "core/process_runner.hpp"
+#include "core/simctl_client.hpp"
+#include "core/simulator_discovery_service.hpp"
+#include "core/simulator_mutation_gate.hpp"
+#include "core/simulator_target.hpp"
+#include "support/main_loop.hpp"
+#include "support/settings_store.hpp"
 
 namespace orvanta {
 
 struct GlobalOptions;
 
-// Created once per invocation on the main thread; services are created on first use.
+// Created once per invocation on the main thread; services are created on first use and live until the
+// invocation ends. Main thread only.
 class Environment {
  public:
   explicit Environment(const GlobalOptions& options);
+  ~Environment();
 
   [[nodiscard]] const ProcessRunner& processRunner() const { return runner_; }
   [[nodiscard]] const RunFunction& run() const { return run_; }
   // --xcrun, else $ORVANTA_XCRUN when set and not empty, else /usr/bin/xcrun.
   [[nodiscard]] const std::filesystem::path& xcrunPath() const { return xcrun_; }
 
+  [[nodiscard]] const SimctlClient& simctl() const { return simctl_; }
+  [[nodiscard]] SimulatorDiscoveryService& discovery() { return discovery_; }
+  [[nodiscard]] MainLoop& mainLoop() { return mainLoop_; }
+  // The settings file of the config folder; an in-memory store when no config folder can be found.
+  [[nodiscard]] std::shared_ptr<SettingsStore> settings();
+  [[nodiscard]] SimulatorSelectionStore& selection();
+  // Lock files live in the user's runtime folder, so the gate holds across orvanta processes.
+  [[nodiscard]] SimulatorMutationGate& gate();
+
  private:
   ProcessRunner runner_;
   RunFunction run_;
   std::filesystem::path xcrun_;
+  SimctlClient simctl_;
+  SimulatorDiscoveryService discovery_;
+  MainLoop mainLoop_;
+  std::shared_ptr<SettingsStore> settings_;
+  std::optional<SimulatorSelectionStore> selection_;
+  std::optional<SimulatorMutationGate> gate_;
 };
 
 }  // namespace orvanta

@@ -1,0 +1,37 @@
+// The thin layer that runs `xcrun simctl ...` and decodes what it prints.
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "core/process_runner.hpp"
+#include "core/simulator_device.hpp"
+
+namespace orvanta {
+
+// Runs xcrun with "simctl" as its first argument through a replaceable RunFunction. A value type; as
+// thread-safe as its RunFunction (the default one is).
+struct SimctlClient {
+  RunFunction run;
+  std::filesystem::path xcrunPath = std::filesystem::path("/usr/bin") / "xcrun";
+
+  // Runs `xcrun simctl <arguments...>` and hands back its Output whatever the exit status.
+  [[nodiscard]] ProcessRunner::Result simctl(std::vector<std::string> arguments, orvanta::stop_token stop = {}) const;
+  // The same, but a non-zero exit becomes nonZeroExit with stderr as text (empty if not UTF-8).
+  [[nodiscard]] ProcessRunner::Result simctlChecked(std::vector<std::string> arguments,
+                                                    orvanta::stop_token stop = {}) const;
+
+  // `simctl list devices --json`, converted: unavailable devices left out, sorted by name in code-point
+  // order. Fails with the runner's errors, nonZeroExit, or decodingFailed. Blocks.
+  [[nodiscard]] expected<std::vector<SimulatorDevice>, ProcessRunnerError> listDevices(
+      orvanta::stop_token stop = {}) const;
+};
+
+// Decodes the JSON of `simctl list devices --json` and converts it as listDevices does.
+[[nodiscard]] expected<std::vector<SimulatorDevice>, ProcessRunnerError> decodeDeviceList(std::string_view json);
+
+// The text of a byte buffer if it is valid UTF-8, else "".
+[[nodiscard]] std::string utf8OrEmpty(std::string_view bytes);
+
+}  // namespace orvanta

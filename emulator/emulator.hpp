@@ -1,0 +1,38 @@
+// The simctl emulator's command table: each subcommand is a handler over the device set.
+#pragma once
+
+#include <functional>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "emulator/device_set.hpp"
+
+namespace orvanta::emulator {
+
+// One run of `simctl <subcommand> <args...>`: handlers append to out/err and return the exit status.
+struct Invocation {
+  std::string subcommand;
+  std::vector<std::string> args;
+  DeviceSet& devices;
+  std::string out;
+  std::string err;
+
+  // Writes a failure's envelope to err and returns its exit status.
+  int fail(const SimctlFailure& failure);
+  // "Invalid device: <selector>" (or "No devices are booted." for "booted"), exit 148.
+  int invalidDevice(const std::string& selector);
+  // Resolves args[index] as a device selector; nullptr after writing the error (status in *status).
+  Json* device(std::size_t index, int* status);
+  // A usage error: the text on stderr, exit 64 (what simctl's argument parser uses).
+  int usage(const std::string& text);
+  // The state error simctl gives when a command needs a booted device.
+  int requireBooted(const Json& device, int* status);
+};
+
+using Handler = std::function<int(Invocation&)>;
+using CommandTable = std::map<std::string, Handler>;
+
+void registerDeviceCommands(CommandTable& table);
+
+}  // namespace orvanta::emulator

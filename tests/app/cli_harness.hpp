@@ -1,0 +1,77 @@
+// Runs the real `orvanta` program against the simctl emulator, each test in folders of its own.
+#pragma once
+
+#include <cstdlib>
+#include <filesystem>
+#include <map>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include "core/process_runner.hpp"
+
+namespace orvanta::testing {
+
+struct CliResult {
+  int status = -1;
+  std::string out;
+  std::string err;
+  nlohmann::json json() const { return nlohmann::json::parse(out); }
+};
+
+class CliTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    std::string pattern = (std::filesystem::temp_directory_path() / "orvanta-cli-XXXXXX").string();
+    root_ = ::mkdtemp(pattern.data());
+    environment_ = {
+        {"ORVANTA_XCRUN", ORVANTA_EMULATOR},
+        {"ORVANTA_EMULATOR_HOME", (root_ / "emulator").string()},
+        {"ORVANTA_EMULATOR_FAULTS", ""},
+        {"XDG_CONFIG_HOME", (root_ / "config").string()},
+        {"XDG_DATA_HOME", (root_ / "data").string()},
+        {"XDG_RUNTIME_DIR", (root_ / "runtime").string()},
+        {"HOME", (root_ / "home").string()},
+        {"NO_COLOR", "1"},
+    };
+  }
+  void TearDown() override { std::filesystem::remove_all(root_); }
+
+  CliResult orvanta(std::vector<std::string> arguments, std::optional<std::string> input = std::nullopt) {
+    return runProgram(ORVANTA_BINARY, std::move(arguments), std::move(input));
+  }
+  // Changes the emulator's devices behind orvanta's back, as another tool would.
+  CliResult simctl(std::vector<std::string> arguments) {
+    arguments.insert(arguments.begin(), "simctl");
+    return runProgram(ORVANTA_EMULATOR, std::move(arguments), std::nullopt);
+  }
+  void setEnvironment(const std::string& key, const std::string& value) { environment_[key] = value; }
+  const std::filesystem::path& root() const { return root_; }
+
+ private:
+  CliResult runProgram(const char* program, std::vector<std::string> arguments, std::optional<std::string> input) {
+    ProcessRunner runner;
+    ProcessRunner::Options options;
+    options.environmentOverrides = environment_;
+    options.standardInput = std::move(input);
+    options.timeout = 60;
+    auto output = runner.run(program, arguments, options);
+    if (!output) {
+      ADD_FAILURE() << output.error().description();
+      return {};
+    }
+    return CliResult{output->terminationStatus, output->stdout.str(), output->stderr.str()};
+  }
+
+  std::filesystem::path root_;
+  std::map<std::string, std::string> environment_;
+};
+
+// The emulator's seeded devices.
+inline constexpr const char* kIPhone16 = "3BC9A608-0042-414F-B35C-7ADB869BC572";
+inline constexpr const char* kIPhone15Old = "9F8E7D6C-5B4A-4392-8170-6F5E4D3C2B1A";
+inline constexpr const char* kIPadPro = "E386B311-8A47-4772-8679-FE21D12C20A8";
+
+}  // namespace orvanta::testing

@@ -1,0 +1,123 @@
+#include <gtest/gtest.h>
+
+#include "tests/app/cli_harness.hpp"
+
+namespace orvanta {
+namespace {
+
+using testing::CliTest;
+using testing::kIPadPro;
+using testing::kIPhone15Old;
+using testing::kIPhone16;
+
+bool contains(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
+
+TEST_F(CliTest, HelpVersionAndUsageErrors) {
+  auto version = orvanta({"--version"});
+  EXPECT_EQ(version.status, 0);
+  EXPECT_TRUE(version.out.starts_with("orvanta ")) << version.out;
+
+  auto help = orvanta({"--help"});
+  EXPECT_EQ(help.status, 0);
+  EXPECT_TRUE(contains(help.out, "devices"));
+  EXPECT_TRUE(contains(help.out, "Exit status"));
+
+  for (const auto& arguments : std::vector<std::vector<std::string>>{{"frobnicate"}, {"devices", "--bogus"}, {}}) {
+    auto bad = orvanta(arguments);
+    EXPECT_EQ(bad.status, 2);
+    EXPECT_TRUE(bad.err.starts_with("orvanta: ")) << bad.err;
+    EXPECT_TRUE(contains(bad.err, "Run 'orvanta --help'")) << bad.err;
+  }
+}
+
+TEST_F(CliTest, DevicesAreListedSortedWithoutUnavailableOnes) {
+  auto text = orvanta({"devices"});
+  ASSERT_EQ(text.status, 0) << text.err;
+  EXPECT_TRUE(contains(text.out, "iPhone 16"));
+  EXPECT_FALSE(contains(text.out, "iPhone 14"));  // its runtime is gone
+  EXPECT_LT(text.out.find("Apple Watch"), text.out.find("iPad Pro"));
+  EXPECT_LT(text.out.find("iPad Pro"), text.out.find("iPhone 15"));
+
+  // Global options may follow the command.
+  auto json = orvanta({"devices", "--json"});
+  ASSERT_EQ(json.status, 0) << json.err;
+  auto devices = json.json();
+  ASSERT_EQ(devices.size(), 6u);
+  EXPECT_EQ(devices[0]["name"], "Apple Watch Series 10 (46mm)");
+  EXPECT_EQ(devices[0]["runtimeDisplayName"], "watchOS 11.2");
+  EXPECT_EQ(devices[0]["deviceTypeIdentifier"], "com.apple.CoreSimulator.SimDeviceType.Apple-Watch-Series-10-46mm");
+  bool sawShuttingDown = false;
+  for (const auto& device : devices) sawShuttingDown |= device["state"] == "Shutting Down";
+  EXPECT_TRUE(sawShuttingDown);
+}
+
+TEST_F(CliTest, TheTargetIsNeverChosenSilentlyAndFollowsTheDevice) {
+  auto initial = orvanta({"target"});
+  EXPECT_EQ(initial.out, "2 Simulators booted — choose a target in any tool\n");
+
+  // Two devices share the name "iPhone 15": a usage error that lists both.
+  auto ambiguous = orvanta({"target", "set", "iPhone 15"});
+  EXPECT_EQ(ambiguous.status, 2);
+  EXPECT_TRUE(contains(ambiguous.err, kIPhone15Old)) << ambiguous.err;
+
+  auto set = orvanta({"target", "set", "iPhone 16"});
+  ASSERT_EQ(set.status, 0) << set.err;
+  EXPECT_EQ(set.out, "Target: iPhone 16\n");
+  auto json = orvanta({"--json", "target"}).json();
+  EXPECT_EQ(json["status"], "selected");
+  EXPECT_EQ(json["udid"], kIPhone16);
+  EXPECT_EQ(json["device"]["name"], "iPhone 16");
+
+  // A duplicate name is labelled with its runtime.
+  ASSERT_EQ(orvanta({"target", "set", kIPhone15Old}).out, "Target: iPhone 15 · iOS 17.5\n");
+  ASSERT_EQ(orvanta({"target", "set", kIPhone16}).status, 0);
+
+  ASSERT_EQ(simctl({"shutdown", kIPhone16}).status, 0);
+  EXPECT_EQ(orvanta({"target"}).out, "iPhone 16 is no longer booted — choose another\n");
+  ASSERT_EQ(simctl({"boot", kIPhone16}).status, 0);
+  EXPECT_EQ(orvanta({"target"}).out, "Target: iPhone 16\n");
+
+  ASSERT_EQ(simctl({"delete", kIPhone16}).status, 0);
+  auto gone = orvanta({"--json", "target"}).json();
+  EXPECT_EQ(gone["status"], "lost");
+  EXPECT_EQ(gone["line"], "Simulator is no longer booted — choose another");
+  EXPECT_FALSE(gone.contains("device"));
+
+  EXPECT_EQ(orvanta({"target", "clear"}).status, 0);
+  auto cleared = orvanta({"--json", "target"}).json();
+  EXPECT_EQ(cleared["status"], "needsChoice");
+  EXPECT_EQ(cleared["bootedCount"], 1);
+}
+
+TEST_F(CliTest, DeviceOptionOverridesTheRememberedTargetForOneCall) {
+  auto json = orvanta({"target", "--json", "--device", kIPadPro}).json();
+  EXPECT_EQ(json["status"], "lost");  // listed but shut down
+  EXPECT_EQ(json["device"]["state"], "Shutdown");
+  auto unknown = orvanta({"target", "-d", "No Such Phone"});
+  EXPECT_EQ(unknown.status, 2);
+  EXPECT_TRUE(contains(unknown.err, "No listed simulator has the udid or name \"No Such Phone\".")) << unknown.err;
+}
+
+TEST_F(CliTest, SimctlFailuresAreReportedWithTheirSentence) {
+  auto missing = orvanta({"devices", "--xcrun", "/nonexistent/xcrun"});
+  EXPECT_EQ(missing.status, 1);
+  EXPECT_TRUE(missing.err.starts_with("orvanta: Executable not found at /nonexistent/xcrun.\n")) << missing.err;
+
+  auto missingJson = orvanta({"--json", "--xcrun", "/nonexistent/xcrun", "target"});
+  EXPECT_EQ(missingJson.status, 1);
+  EXPECT_EQ(missingJson.json()["error"]["kind"], "executableNotFound");
+  EXPECT_EQ(missingJson.json()["error"]["message"], "Executable not found at /nonexistent/xcrun.");
+
+  setEnvironment("ORVANTA_EMULATOR_FAULTS", R"({"list": {"exit": 3, "stderr": "simctl is unhappy\n"}})");
+  auto failing = orvanta({"devices"});
+  EXPECT_EQ(failing.status, 1);
+  EXPECT_TRUE(failing.err.starts_with("orvanta: Process exited with status 3: simctl is unhappy\n")) << failing.err;
+
+  setEnvironment("ORVANTA_EMULATOR_FAULTS", R"({"list": {"exit": 0, "stdout": "not json"}})");
+  auto garbled = orvanta({"--json", "devices"});
+  EXPECT_EQ(garbled.status, 1);
+  EXPECT_EQ(garbled.json()["error"]["kind"], "decodingFailed");
+}
+
+}  // namespace
+}  // namespace orvanta
