@@ -34,5 +34,6 @@ using Handler = std::function<int(Invocation&)>;
 using CommandTable = std::map<std::string, Handler>;
 
 void registerDeviceCommands(CommandTable& table);
+void registerControlsCommands(CommandTable& table);
 
 }  // namespace orvanta::emulator
