@@ -1,0 +1,147 @@
+#include "support/atomic_file.hpp"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cstdint>
+
+#include <fmt/format.h>
+
+#include "support/random_bytes.hpp"
+#include "support/reference_date.hpp"
+#include "support/unique_fd.hpp"
+
+namespace orvanta {
+
+namespace {
+
+std::filesystem::path folderOf(const std::filesystem::path& path) {
+  std::filesystem::path folder = path.parent_path();
+  return folder.empty() ? std::filesystem::path(".") : folder;
+}
+
+std::string randomSuffix() {
+  std::array<std::uint8_t, 8> bytes{};
+  fillRandomBytes(bytes);
+  std::string text;
+  for (std::uint8_t byte : bytes) text += fmt::format("{:02x}", byte);
+  return text;
+}
+
+// 0 or the errno value.
+int writeAll(int fd, std::string_view bytes) {
+  while (!bytes.empty()) {
+    ssize_t written = ::write(fd, bytes.data(), bytes.size());
+    if (written < 0) {
+      if (errno == EINTR) continue;
+      return errno;
+    }
+    bytes.remove_prefix(static_cast<std::size_t>(written));
+  }
+  return 0;
+}
+
+int syncDescriptor(int fd) {
+  while (::fsync(fd) != 0) {
+    if (errno != EINTR) return errno;
+  }
+  return 0;
+}
+
+}  // namespace
+
+expected<void, FileError> writeFileAtomically(const std::filesystem::path& path, std::string_view bytes, mode_t mode) {
+  const std::filesystem::path folder = folderOf(path);
+  std::filesystem::path temporary;
+  UniqueFd fd;
+  for (int attempt = 0; attempt < 16 && !fd; ++attempt) {
+    temporary = folder / fmt::format(".{}.{}.tmp", path.filename().string(), randomSuffix());
+    fd.reset(::open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode));
+    if (!fd && errno != EEXIST && errno != EINTR) return unexpected(FileError::writeFailed(path, errno));
+  }
+  if (!fd) return unexpected(FileError::writeFailed(path, EEXIST));
+
+  auto fail = [&](int error) {
+    fd.reset();
+    ::unlink(temporary.c_str());
+    return unexpected(FileError::writeFailed(path, error));
+  };
+  if (int error = writeAll(fd.get(), bytes)) return fail(error);
+  if (int error = syncDescriptor(fd.get())) return fail(error);
+  // Some file systems (NFS) only report a failed write when the file is closed.
+  if (::close(fd.release()) != 0 && errno != EINTR) return fail(errno);
+  if (::rename(temporary.c_str(), path.c_str()) != 0) return fail(errno);
+
+  // The new name must survive a crash too, which takes a sync of the folder itself.
+  if (UniqueFd folderFd(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)); folderFd) {
+    (void)syncDescriptor(folderFd.get());
+  }
+  return {};
+}
+
+expected<std::optional<std::string>, FileError> readFile(const std::filesystem::path& path) {
+  UniqueFd fd;
+  do {
+    fd.reset(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  } while (!fd && errno == EINTR);
+  if (!fd) {
+    if (errno == ENOENT) return std::optional<std::string>();
+    return unexpected(FileError::readFailed(path, errno));
+  }
+  std::string content;
+  struct stat info {};
+  if (::fstat(fd.get(), &info) == 0 && S_ISREG(info.st_mode) && info.st_size > 0) {
+    content.reserve(static_cast<std::size_t>(info.st_size));
+  }
+  std::array<char, 16384> buffer{};
+  for (;;) {
+    ssize_t count = ::read(fd.get(), buffer.data(), buffer.size());
+    if (count == 0) break;
+    if (count < 0) {
+      if (errno == EINTR) continue;
+      return unexpected(FileError::readFailed(path, errno));
+    }
+    content.append(buffer.data(), static_cast<std::size_t>(count));
+  }
+  return std::optional<std::string>(std::move(content));
+}
+
+expected<std::filesystem::path, FileError> moveAsideUnreadable(const std::filesystem::path& path,
+                                                               std::chrono::system_clock::time_point now) {
+  const std::filesystem::path folder = folderOf(path);
+  const std::string base = path.stem().string();
+  const std::string extension = path.extension().string();
+  const std::string stamp = formatUtc(now, UtcFormat::compact);
+  constexpr int kMaximumAttempts = 10000;
+  for (int number = 1; number <= kMaximumAttempts; ++number) {
+    std::string name = base + ".unreadable-" + stamp;
+    if (number > 1) name += fmt::format("-{}", number);
+    name += extension;
+    std::filesystem::path destination = folder / name;
+    int error = detail::renameNoReplace(path, destination);
+    if (error == 0) return destination;
+    if (error != EEXIST) return unexpected(FileError::moveAsideFailed(path, error));
+  }
+  return unexpected(FileError::moveAsideFailed(path, EEXIST));
+}
+
+namespace detail {
+int renameNoReplaceFallback(const std::filesystem::path& from, const std::filesystem::path& to) {
+  if (::link(from.c_str(), to.c_str()) == 0) {
+    ::unlink(from.c_str());
+    return 0;
+  }
+  if (errno == EEXIST || errno == ENOENT || errno == EACCES || errno == EROFS || errno == ENOSPC) return errno;
+  // No hard links here (or `from` is a folder): the check leaves a small window that only a file
+  // created concurrently under the very same stamped name could fall into.
+  struct stat info {};
+  if (::lstat(to.c_str(), &info) == 0) return EEXIST;
+  if (::rename(from.c_str(), to.c_str()) != 0) return errno;
+  return 0;
+}
+}  // namespace detail
+
+}  // namespace orvanta
