@@ -81,8 +81,8 @@ expected<std::filesystem::path, FileError> runtimeDirectory() {
   if (!S_ISDIR(info.st_mode)) return unexpected(FileError::notPrivate(folder, "it is not a folder"));
   if (info.st_uid != ::geteuid()) return unexpected(FileError::notPrivate(folder, "it belongs to another user"));
   if ((info.st_mode & 077) != 0) {
-    return unexpected(FileError::notPrivate(folder, fmt::format("other users can open it (mode {:o})",
-                                                                info.st_mode & 07777)));
+    return unexpected(
+        FileError::notPrivate(folder, fmt::format("other users can open it (mode {:o})", info.st_mode & 07777)));
   }
   return folder;
 }

@@ -9,6 +9,8 @@ expected<std::filesystem::path, FileError> applicationSupportDirectory() {
   return *home / "Library" / "Application Support" / "Orvanta";
 }
 
-expected<std::filesystem::path, FileError> configDirectory() { return applicationSupportDirectory(); }
+expected<std::filesystem::path, FileError> configDirectory() {
+  return applicationSupportDirectory();
+}
 
 }  // namespace orvanta

@@ -53,8 +53,7 @@ int syncDescriptor(int fd) {
 
 }  // namespace
 
-expected<void, FileError> writeFileAtomically(const std::filesystem::path& path, std::string_view bytes,
-                                              mode_t mode) {
+expected<void, FileError> writeFileAtomically(const std::filesystem::path& path, std::string_view bytes, mode_t mode) {
   const std::filesystem::path folder = folderOf(path);
   std::filesystem::path temporary;
   UniqueFd fd;

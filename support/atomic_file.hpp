@@ -26,8 +26,8 @@ namespace orvanta {
 // On failure (writeFailed, naming `path`) the temporary file is removed and the old file is untouched.
 // Once the rename has succeeded the call succeeds: the folder sync is best effort, as some file systems
 // refuse it.
-[[nodiscard]] expected<void, FileError> writeFileAtomically(const std::filesystem::path& path,
-                                                            std::string_view bytes, mode_t mode = 0600);
+[[nodiscard]] expected<void, FileError> writeFileAtomically(const std::filesystem::path& path, std::string_view bytes,
+                                                            mode_t mode = 0600);
 
 // The whole content of `path`; nullopt when no file exists there. Fails with readFailed for everything
 // else (permission, a folder at `path`, I/O errors).
@@ -38,7 +38,7 @@ namespace orvanta {
 // "-2", "-3", ... go before the extension; an existing file is never replaced and nothing is ever
 // deleted. Returns the new path. Fails with moveAsideFailed (naming `path`).
 [[nodiscard]] expected<std::filesystem::path, FileError> moveAsideUnreadable(const std::filesystem::path& path,
-                                                                           std::chrono::system_clock::time_point now);
+                                                                             std::chrono::system_clock::time_point now);
 
 namespace detail {
 // rename(2) that fails with EEXIST instead of replacing `to`. Returns 0 or the errno value.

@@ -51,26 +51,40 @@ FileError FileError::homeNotFound() {
 std::string FileError::description() const {
   const std::string where = path.string();
   switch (kind) {
-    case Case::readFailed: return "Could not read " + where + ": " + message;
-    case Case::writeFailed: return "Could not write " + where + ": " + message;
-    case Case::createFolderFailed: return "Could not create the folder " + where + ": " + message;
-    case Case::moveAsideFailed: return "Could not move the unreadable file " + where + " aside: " + message;
-    case Case::lockFailed: return "Could not lock " + where + ": " + message;
-    case Case::notPrivate: return "Refusing to use the folder " + where + ": " + message;
-    case Case::homeNotFound: return "Could not find the home folder.";
+    case Case::readFailed:
+      return "Could not read " + where + ": " + message;
+    case Case::writeFailed:
+      return "Could not write " + where + ": " + message;
+    case Case::createFolderFailed:
+      return "Could not create the folder " + where + ": " + message;
+    case Case::moveAsideFailed:
+      return "Could not move the unreadable file " + where + " aside: " + message;
+    case Case::lockFailed:
+      return "Could not lock " + where + ": " + message;
+    case Case::notPrivate:
+      return "Refusing to use the folder " + where + ": " + message;
+    case Case::homeNotFound:
+      return "Could not find the home folder.";
   }
   return {};
 }
 
 std::string_view FileError::caseName() const {
   switch (kind) {
-    case Case::readFailed: return "readFailed";
-    case Case::writeFailed: return "writeFailed";
-    case Case::createFolderFailed: return "createFolderFailed";
-    case Case::moveAsideFailed: return "moveAsideFailed";
-    case Case::lockFailed: return "lockFailed";
-    case Case::notPrivate: return "notPrivate";
-    case Case::homeNotFound: return "homeNotFound";
+    case Case::readFailed:
+      return "readFailed";
+    case Case::writeFailed:
+      return "writeFailed";
+    case Case::createFolderFailed:
+      return "createFolderFailed";
+    case Case::moveAsideFailed:
+      return "moveAsideFailed";
+    case Case::lockFailed:
+      return "lockFailed";
+    case Case::notPrivate:
+      return "notPrivate";
+    case Case::homeNotFound:
+      return "homeNotFound";
   }
   return {};
 }

@@ -30,7 +30,7 @@ class FileLock {
   //  - Wait::nonBlocking returns at once; nullopt means someone else holds the lock.
   // Fails with lockFailed when the file cannot be opened or locked.
   [[nodiscard]] static expected<std::optional<FileLock>, FileError> acquire(const std::filesystem::path& path,
-                                                                          Wait wait);
+                                                                            Wait wait);
 
   // Replaces the lock file's content with `note` (a short text saying who holds it, e.g. a pid and an
   // action). The note is cleared when the lock is released normally; a holder that dies leaves its note

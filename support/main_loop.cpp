@@ -62,7 +62,9 @@ void TimerHandle::cancel() noexcept {
   id_ = 0;
 }
 
-bool TimerHandle::active() const noexcept { return id_ != 0 && !loop_.expired(); }
+bool TimerHandle::active() const noexcept {
+  return id_ != 0 && !loop_.expired();
+}
 
 // ---------------------------------------------------------------------------------------------------
 // MainLoop
@@ -86,21 +88,25 @@ TimerHandle MainLoop::addRepeatingTimer(Seconds interval, std::function<void()> 
   {
     std::lock_guard lock(state_->mutex);
     id = state_->nextTimerId++;
-    state_->timers.emplace(
-        id, detail::MainLoopState::Timer{Clock::now() + step, step,
-                                         std::make_shared<std::function<void()>>(std::move(action))});
+    state_->timers.emplace(id,
+                           detail::MainLoopState::Timer{Clock::now() + step, step,
+                                                        std::make_shared<std::function<void()>>(std::move(action))});
   }
   state_->wake.notify_one();
   return TimerHandle(state_, id);
 }
 
-void MainLoop::run() { runLoop(nullptr, Seconds::max()); }
+void MainLoop::run() {
+  runLoop(nullptr, Seconds::max());
+}
 
 bool MainLoop::runUntil(const std::function<bool()>& done, Seconds timeout) {
   return runLoop(&done, timeout) == Ending::done;
 }
 
-void MainLoop::runFor(Seconds duration) { runLoop(nullptr, duration); }
+void MainLoop::runFor(Seconds duration) {
+  runLoop(nullptr, duration);
+}
 
 void MainLoop::quit() {
   {
@@ -110,7 +116,9 @@ void MainLoop::quit() {
   state_->wake.notify_all();
 }
 
-bool MainLoop::isMainThread() const noexcept { return mainThread_.load() == std::this_thread::get_id(); }
+bool MainLoop::isMainThread() const noexcept {
+  return mainThread_.load() == std::this_thread::get_id();
+}
 
 MainLoop::Ending MainLoop::runLoop(const std::function<bool()>* done, Seconds timeout) {
   mainThread_.store(std::this_thread::get_id());

@@ -4,6 +4,8 @@
 
 namespace orvanta {
 
-void fillRandomBytes(std::span<std::uint8_t> bytes) { ::arc4random_buf(bytes.data(), bytes.size()); }
+void fillRandomBytes(std::span<std::uint8_t> bytes) {
+  ::arc4random_buf(bytes.data(), bytes.size());
+}
 
 }  // namespace orvanta

@@ -19,8 +19,8 @@ double toReferenceSeconds(Clock::time_point date) {
 std::optional<Clock::time_point> fromReferenceSeconds(double seconds) {
   if (!std::isfinite(seconds)) return std::nullopt;
   // A margin of a day keeps the sum below from overflowing the clock's 64-bit ticks.
-  constexpr double kLimit =
-      std::chrono::duration<double>(Clock::duration::max()).count() - static_cast<double>(kReferenceDateUnixSeconds) - 86400.0;
+  constexpr double kLimit = std::chrono::duration<double>(Clock::duration::max()).count() -
+                            static_cast<double>(kReferenceDateUnixSeconds) - 86400.0;
   if (std::fabs(seconds) > kLimit) return std::nullopt;
   return kReferenceDate + std::chrono::round<Clock::duration>(std::chrono::duration<double>(seconds));
 }

@@ -87,8 +87,8 @@ expected<void, FileError> JsonFileSettingsStore::moveAside() const {
   auto moved = moveAsideUnreadable(file_, now_());
   if (!moved) return unexpected(std::move(moved).error());
   std::lock_guard lock(noticeMutex_);
-  recoveryNotice_ = "The settings file " + file_.string() + " could not be read; it was moved to " +
-                    moved->string() + " and the settings start empty.";
+  recoveryNotice_ = "The settings file " + file_.string() + " could not be read; it was moved to " + moved->string() +
+                    " and the settings start empty.";
   return {};
 }
 

@@ -10,7 +10,9 @@ namespace orvanta {
 namespace {
 constexpr char kHexDigits[] = "0123456789ABCDEF";
 
-bool isHyphenPosition(std::size_t index) { return index == 8 || index == 13 || index == 18 || index == 23; }
+bool isHyphenPosition(std::size_t index) {
+  return index == 8 || index == 13 || index == 18 || index == 23;
+}
 }  // namespace
 
 std::string makeUUID() {
