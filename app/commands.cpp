@@ -6,6 +6,9 @@
 
 namespace orvanta {
 
-void registerCommands(CLI::App& app, CommandRegistry& registry) { registerDeviceCommands(app, registry); }
+void registerCommands(CLI::App& app, CommandRegistry& registry) {
+  registerDeviceCommands(app, registry);
+  registerControlsCommands(app, registry);
+}
 
 }  // namespace orvanta

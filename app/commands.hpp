@@ -13,5 +13,6 @@ class CommandRegistry;
 void registerCommands(CLI::App& app, CommandRegistry& registry);
 
 void registerDeviceCommands(CLI::App& app, CommandRegistry& registry);
+void registerControlsCommands(CLI::App& app, CommandRegistry& registry);
 
 }  // namespace orvanta
