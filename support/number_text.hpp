@@ -15,8 +15,18 @@ std::string formatGeneral(double value);
 // form ("0.0001", "123456789012"); both zeros read "0". NaN and infinities give "nan", "inf", "-inf".
 std::string formatPlainDecimal(double value);
 
+// Fixed notation with `fractionDigits` digits after the point (rounded), then trailing "0"s after the
+// point and a final "." dropped: (20, 3) -> "20", (1.5, 3) -> "1.5", (0.1254, 3) -> "0.125". NaN and
+// infinities give "nan", "inf", "-inf". Thread-safe.
+std::string formatTrimmedFixed(double value, int fractionDigits);
+
 // Reads a whole text as a finite double in plain dot-decimal ("-12.5", "3", ".5" and "5." are accepted;
 // exponents, hex, spaces, "inf" and "nan" are not). Independent of the process locale.
 std::optional<double> parsePlainDecimal(std::string_view text);
+
+// The strict form of parsePlainDecimal: an optional "+" or "-", one or more ASCII digits, and optionally
+// "." followed by one or more digits; nothing else ("5.", ".5", " 5", "1e2" and "4,5" are refused). A
+// value too large for a double is refused; one too small to represent reads as zero of its sign.
+std::optional<double> parseStrictDecimal(std::string_view text);
 
 }  // namespace orvanta

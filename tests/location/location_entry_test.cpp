@@ -1,0 +1,148 @@
+#include "tools/location/location_entry.hpp"
+
+#include <gtest/gtest.h>
+
+#include <limits>
+#include <string>
+
+namespace orvanta {
+namespace {
+
+using Case = LocationSimulationError::Case;
+
+TEST(LocationEntryTest, CoordinatesAreStrictDotDecimalWithinRange) {
+  struct Row {
+    std::string latitude;
+    std::string longitude;
+    std::optional<Case> error;  // none: accepted
+  };
+  const Row rows[] = {
+      {"90", "-180", {}},
+      {"-90", "180", {}},
+      {"+48.1", "11.576124", {}},
+      {"-0", "0.0", {}},
+      {"", "", Case::emptyLatitude},
+      {"48", "", Case::emptyLongitude},
+      {"abc", "", Case::emptyLongitude},  // emptiness is checked for both before the form
+      {"48.", "11", Case::invalidLatitude},
+      {".5", "11", Case::invalidLatitude},
+      {"1e2", "11", Case::invalidLatitude},
+      {"48,1", "11", Case::invalidLatitude},
+      {" 48", "11", Case::invalidLatitude},
+      {"0x10", "11", Case::invalidLatitude},
+      {"NaN", "11", Case::invalidLatitude},
+      {"1" + std::string(400, '0'), "11", Case::invalidLatitude},  // overflows to infinity
+      {"95", "abc", Case::invalidLongitude},                        // the form is checked for both before range
+      {"90.0001", "11", Case::latitudeOutOfRange},
+      {"-91", "181", Case::latitudeOutOfRange},
+      {"48", "-180.5", Case::longitudeOutOfRange},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.latitude + " / " + row.longitude);
+    const auto result = parseCoordinateEntry(row.latitude, row.longitude);
+    if (row.error) {
+      ASSERT_FALSE(result.has_value());
+      EXPECT_EQ(result.error().kind, *row.error);
+    } else {
+      ASSERT_TRUE(result.has_value()) << result.error().description();
+    }
+  }
+  EXPECT_EQ(parseCoordinateEntry("+48.1", "-122.0301").value(), (SimulatedLocation{48.1, -122.0301}));
+}
+
+TEST(LocationEntryTest, SpeedIsPositiveDotDecimalWithinRange) {
+  struct Row {
+    std::string text;
+    std::optional<double> speed;
+    std::optional<Case> error;
+  };
+  const Row rows[] = {
+      {".5", 0.5, {}},        {"+20", 20, {}},      {"1000", 1000, {}},   {"0.1", 0.1, {}},
+      {"+.25", 0.25, {}},     {"0.05", {}, Case::speedOutOfRange},      {"1000.001", {}, Case::speedOutOfRange},
+      {"-3", {}, Case::invalidSpeed},                {"0", {}, Case::invalidSpeed},
+      {"", {}, Case::invalidSpeed},                  {"5.", {}, Case::invalidSpeed},
+      {"1e2", {}, Case::invalidSpeed},               {"+-3", {}, Case::invalidSpeed},
+      {".", {}, Case::invalidSpeed},                 {"20 ", {}, Case::invalidSpeed},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.text);
+    const auto result = parseSpeedEntry(row.text);
+    if (row.error) {
+      ASSERT_FALSE(result.has_value());
+      EXPECT_EQ(result.error().kind, *row.error);
+    } else {
+      ASSERT_TRUE(result.has_value());
+      EXPECT_EQ(*result, *row.speed);
+    }
+  }
+}
+
+TEST(LocationEntryTest, CoordinateTextIsShortestPlainDecimal) {
+  const std::pair<double, std::string> rows[] = {
+      {0.00001, "0.00001"},
+      {-0.0, "0"},
+      {0.0, "0"},
+      {48.137154, "48.137154"},
+      {-122.0301, "-122.0301"},
+      {180, "180"},
+      {5e-324, "0." + std::string(323, '0') + "5"},  // the smallest double still has no exponent
+      {0.1 + 0.2, "0.30000000000000004"},
+      {1e300, "1e+300"},  // outside any coordinate range: the library's own form
+      {std::numeric_limits<double>::infinity(), "inf"},
+  };
+  for (const auto& [value, text] : rows) {
+    SCOPED_TRACE(text);
+    EXPECT_EQ(coordinateText(value), text);
+  }
+  EXPECT_EQ(coordinatePairText({-33.8688, 151.2093}), "-33.8688,151.2093");
+}
+
+TEST(LocationEntryTest, SpeedTextKeepsAtMostThreeFractionDigits) {
+  const std::pair<double, std::string> rows[] = {
+      {20, "20"},    {1.5, "1.5"},       {0.125, "0.125"},      {0.1, "0.1"},
+      {2.0004, "2"}, {999.9996, "1000"}, {33.333333, "33.333"},
+  };
+  for (const auto& [value, text] : rows) {
+    SCOPED_TRACE(text);
+    EXPECT_EQ(speedText(value), text);
+  }
+}
+
+TEST(LocationSimulationErrorTest, SentencesCarryTheirPayload) {
+  const std::pair<LocationSimulationError, std::string> rows[] = {
+      {LocationSimulationError::simctlFailed(2, "Invalid device: X\n"),
+       "Location command failed (exit 2): Invalid device: X"},
+      {LocationSimulationError::simctlFailed(std::nullopt, " \n"),
+       "Location command failed: simctl returned no diagnostic."},
+      {LocationSimulationError::gpxTooLarge(26214400), "The GPX file is larger than 26.2 MB. Use a smaller file."},
+      {LocationSimulationError::gpxInvalidPoint(12, GPXPointProblem::missingLatitude),
+       "Point 12: missing lat attribute."},
+      {LocationSimulationError::gpxInvalidPoint(3, GPXPointProblem::invalidLongitude),
+       "Point 3: lon is not a finite dot-decimal number."},
+      {LocationSimulationError::routeTooManyPoints(4001, 4000),
+       "This route has 4001 points; the most Orvanta can send to the simulator is 4000. Simplify the GPX file."},
+      {LocationSimulationError::scenarioUnavailable("City Run"),
+       "The scenario \u201c"
+       "City Run\u201d is no longer available on this simulator. The list has been refreshed."},
+      {LocationSimulationError::scenariosUnavailable("the list output was not in the expected format"),
+       "Could not read the simulator's scenarios: the list output was not in the expected format"},
+  };
+  for (const auto& [error, sentence] : rows) {
+    SCOPED_TRACE(std::string(error.caseName()));
+    EXPECT_EQ(error.description(), sentence);
+  }
+}
+
+TEST(LocationSimulationErrorTest, FileByteCountsUseDecimalUnits) {
+  const std::pair<std::int64_t, std::string> rows[] = {
+      {1, "1 byte"},   {999, "999 bytes"},     {1000, "1 KB"},        {1499, "1 KB"},
+      {999499, "999 KB"}, {999500, "1 MB"},    {26214400, "26.2 MB"}, {1500000000, "1.5 GB"},
+  };
+  for (const auto& [bytes, text] : rows) {
+    SCOPED_TRACE(bytes);
+    EXPECT_EQ(formatFileByteCount(bytes), text);
+  }
+}
+
+}  // namespace
+}  // namespace orvanta
