@@ -1,8 +1,14 @@
 // Runs the real `orvanta` program against the simctl emulator, each test in folders of its own.
 #pragma once
 
+#include <signal.h>
+
+#include <chrono>
 #include <cstdlib>
+#include <thread>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <map>
 #include <string>
 #include <vector>
@@ -48,6 +54,26 @@ class CliTest : public ::testing::Test {
     return runProgram(ORVANTA_EMULATOR, std::move(arguments), std::nullopt);
   }
   void setEnvironment(const std::string& key, const std::string& value) { environment_[key] = value; }
+  const std::map<std::string, std::string>& environmentForTest() const { return environment_; }
+
+  // How many processes still run with this test's emulator home in their environment (Linux only; -1
+  // elsewhere).
+  int emulatorProcessesAlive() const {
+#ifdef __linux__
+    const std::string marker = "ORVANTA_EMULATOR_HOME=" + (root_ / "emulator").string();
+    int count = 0;
+    for (const auto& entry : std::filesystem::directory_iterator("/proc")) {
+      const auto name = entry.path().filename().string();
+      if (name.find_first_not_of("0123456789") != std::string::npos) continue;
+      std::ifstream file(entry.path() / "environ", std::ios::binary);
+      std::string environment((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
+      if (environment.find(marker + '\0') != std::string::npos) ++count;
+    }
+    return count;
+#else
+    return -1;
+#endif
+  }
   const std::filesystem::path& root() const { return root_; }
 
  private:

@@ -121,3 +121,28 @@ TEST_F(CliTest, SimctlFailuresAreReportedWithTheirSentence) {
 
 }  // namespace
 }  // namespace orvanta
+
+namespace orvanta {
+namespace {
+
+TEST_F(CliTest, CtrlCStopsTheRunningSimctlAndExits130) {
+  setEnvironment("ORVANTA_EMULATOR_FAULTS", R"({"list": {"delaySeconds": 20}})");
+  ProcessRunner runner;
+  ProcessExecution execution(ORVANTA_BINARY, {"devices"}, std::nullopt, environmentForTest(), 30.0);
+  orvanta::jthread interrupter([&] {
+    std::this_thread::sleep_for(std::chrono::milliseconds(500));
+    ::kill(execution.pid(), SIGINT);  // the program alone, as a terminal's Ctrl-C reaches it
+  });
+  const auto start = std::chrono::steady_clock::now();
+  auto result = runner.run(execution);
+  const double elapsed = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  ASSERT_TRUE(result.has_value()) << result.error().description();
+  EXPECT_EQ(result->terminationStatus, 130);
+  EXPECT_FALSE(result->terminatedBySignal);
+  EXPECT_LT(elapsed, 5.0);
+  // The simctl it was waiting for went with it.
+  EXPECT_LE(emulatorProcessesAlive(), 0);
+}
+
+}  // namespace
+}  // namespace orvanta
