@@ -80,6 +80,7 @@ int runCommandLine(int argc, const char* const* argv, CommandLineStreams streams
     }
   }
   if (!outcome && stop.stop_requested()) outcome = unexpected(CommandFailure::interrupted());
+  if (auto notice = environment.takeSettingsNotice()) streams.err << "orvanta: " << *notice << '\n';
   if (!outcome) report(outcome.error(), options, streams);
   streams.out.flush();
   return exitStatusFor(outcome);

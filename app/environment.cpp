@@ -36,6 +36,11 @@ std::shared_ptr<SettingsStore> Environment::settings() {
   return settings_;
 }
 
+std::optional<std::string> Environment::takeSettingsNotice() {
+  if (!settings_) return std::nullopt;
+  return settings_->takeRecoveryNotice();
+}
+
 SimulatorSelectionStore& Environment::selection() {
   if (!selection_) selection_.emplace(settings());
   return *selection_;

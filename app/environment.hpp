@@ -34,6 +34,8 @@ class Environment {
   [[nodiscard]] MainLoop& mainLoop() { return mainLoop_; }
   // The settings file of the config folder; an in-memory store when no config folder can be found.
   [[nodiscard]] std::shared_ptr<SettingsStore> settings();
+  // A notice to show when the settings file could not be read and was moved aside (once).
+  [[nodiscard]] std::optional<std::string> takeSettingsNotice();
   [[nodiscard]] SimulatorSelectionStore& selection();
   // Lock files live in the user's runtime folder, so the gate holds across orvanta processes.
   [[nodiscard]] SimulatorMutationGate& gate();

@@ -146,3 +146,26 @@ TEST_F(CliTest, CtrlCStopsTheRunningSimctlAndExits130) {
 
 }  // namespace
 }  // namespace orvanta
+
+namespace orvanta {
+namespace {
+
+TEST_F(CliTest, AnUnreadableSettingsFileIsMovedAsideAndReported) {
+  const auto config = root() / "config" / "orvanta";
+  std::filesystem::create_directories(config);
+  {
+    std::ofstream(config / "settings.json") << "{ this is not json";
+  }
+  auto set = orvanta({"target", "set", testing::kIPhone16});
+  EXPECT_EQ(set.status, 0) << set.err;
+  EXPECT_TRUE(set.err.find("could not be read") != std::string::npos) << set.err;
+  int movedAside = 0;
+  for (const auto& entry : std::filesystem::directory_iterator(config)) {
+    if (entry.path().filename().string().starts_with("settings.unreadable-")) ++movedAside;
+  }
+  EXPECT_EQ(movedAside, 1);
+  EXPECT_EQ(orvanta({"target"}).out, "Target: iPhone 16\n");
+}
+
+}  // namespace
+}  // namespace orvanta
