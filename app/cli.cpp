@@ -2,6 +2,7 @@
 
 #include <CLI/CLI.hpp>
 #include <iostream>
+#include <optional>
 #include <nlohmann/json.hpp>
 
 #include "app/command.hpp"
@@ -23,6 +24,23 @@ void report(const CommandFailure& failure, const GlobalOptions& options, Command
     nlohmann::json document = {{"error", {{"kind", failure.caseName}, {"message", failure.message}}}};
     streams.out << document.dump(2) << '\n';
   }
+}
+
+// The first word that should have been a command but is none, if any.
+std::optional<std::string> unknownCommand(CLI::App& app, int argc, const char* const* argv) {
+  for (int i = 1; i < argc; ++i) {
+    const std::string_view word = argv[i];
+    if (word == "-d" || word == "--device" || word == "--xcrun") {
+      ++i;  // the option's value
+      continue;
+    }
+    if (word.starts_with("-")) continue;
+    for (const auto* command : app.get_subcommands({})) {
+      if (command->get_name() == word) return std::nullopt;
+    }
+    return std::string(word);
+  }
+  return std::nullopt;
 }
 
 }  // namespace
@@ -59,12 +77,19 @@ int runCommandLine(int argc, const char* const* argv, CommandLineStreams streams
     streams.out << app.version() << '\n';
     return 0;
   } catch (const CLI::ParseError& error) {
+    // Name the command whose help would have helped: "orvanta ui appearance --help".
+    std::string helpCommand = "orvanta";
+    for (CLI::App* current = &app; !current->get_subcommands().empty();) {
+      current = current->get_subcommands().front();
+      helpCommand += " " + current->get_name();
+    }
     std::string message = error.what();
-    std::vector<std::string> hints{"Run 'orvanta --help' for usage."};
-    if (dynamic_cast<const CLI::RequiredError*>(&error) && app.get_subcommands().empty()) {
+    if (auto unknown = unknownCommand(app, argc, argv)) {
+      message = "Unknown command \"" + *unknown + "\".";
+    } else if (dynamic_cast<const CLI::RequiredError*>(&error) && app.get_subcommands().empty()) {
       message = "A command is required.";
     }
-    auto failure = CommandFailure::usage(message, hints);
+    auto failure = CommandFailure::usage(message, {"Run '" + helpCommand + " --help' for usage."});
     report(failure, options, streams);
     return exitStatusFor(unexpected(failure));
   }

@@ -26,8 +26,10 @@ TEST_F(CliTest, HelpVersionAndUsageErrors) {
     auto bad = orvanta(arguments);
     EXPECT_EQ(bad.status, 2);
     EXPECT_TRUE(bad.err.starts_with("orvanta: ")) << bad.err;
-    EXPECT_TRUE(contains(bad.err, "Run 'orvanta --help'")) << bad.err;
+    EXPECT_TRUE(contains(bad.err, "Run 'orvanta")) << bad.err;
   }
+  EXPECT_EQ(orvanta({"--json", "frobnicate"}).json()["error"]["message"], "Unknown command \"frobnicate\".");
+  EXPECT_TRUE(contains(orvanta({"ui", "appearance", "purple"}).err, "Run 'orvanta ui appearance --help' for usage."));
 }
 
 TEST_F(CliTest, DevicesAreListedSortedWithoutUnavailableOnes) {
