@@ -269,18 +269,24 @@ CommandOutcome setPreset(CommandContext& context, const std::string& labelOrId) 
 
 // ---- routes ------------------------------------------------------------------------------------------
 
-// Reads and parses a GPX file. A file above the parser's limit is refused before it is read.
+// Reads and parses a GPX file. Anything but a regular file, and a file above the parser's limit, is refused
+// before it is read.
 expected<GPXParseResult, CommandFailure> importGpx(const std::string& path) {
+  const auto unreadable = [](std::string hint) {
+    return unexpected(failureOf(LocationSimulationError(ErrorCase::gpxUnreadable), {std::move(hint)}));
+  };
   std::error_code error;
+  const auto status = std::filesystem::status(path, error);
+  if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status)) {
+    return unreadable(path + " is not a regular file.");
+  }
   const auto size = std::filesystem::file_size(path, error);
   if (!error && size > static_cast<std::uintmax_t>(GPXRouteParser::maximumBytes)) {
     return unexpected(failureOf(LocationSimulationError::gpxTooLarge(GPXRouteParser::maximumBytes)));
   }
   auto bytes = readFile(path);
-  if (!bytes || !*bytes) {
-    return unexpected(failureOf(LocationSimulationError(ErrorCase::gpxUnreadable),
-                                {bytes ? "There is no file at " + path + "." : bytes.error().description()}));
-  }
+  if (!bytes) return unreadable(bytes.error().description());
+  if (!*bytes) return unreadable("There is no file at " + path + ".");
   auto parsed = GPXRouteParser::parse(**bytes, std::filesystem::path(path).filename().string());
   if (!parsed) return unexpected(failureOf(parsed.error()));
   return std::move(*parsed);
@@ -308,7 +314,8 @@ std::vector<std::string> noteLines(const GPXParseNotes& notes) {
 
 // The figures of a route, one per line, as `location route` and `gpx inspect` print them.
 void printMetrics(std::ostream& out, const LocationRouteMetrics& metrics) {
-  out << "  Points:    " << metrics.pointCount << " in " << plural(metrics.segmentCount, "segment", "segments");
+  out << "  Points:    " << fmt::format("{}", metrics.pointCount) << " in "
+      << plural(metrics.segmentCount, "segment", "segments");
   if (metrics.segmentGapCount > 0) {
     out << " (" << plural(metrics.segmentGapCount, "gap", "gaps") << " between segments, not counted in the distance)";
   }
@@ -443,9 +450,10 @@ CommandOutcome recents(CommandContext& context, const RecentsOptions& options) {
   } else {
     for (const auto& recent : list) {
       context.out << recent.id << "  " << recent.name << "  (" << recent.sourceFilename << ")\n"
-                  << "    " << recent.pointCount << " points, " << plural(recent.segmentCount, "segment", "segments")
-                  << ", " << distanceText(recent.distanceMeters) << "; played at "
-                  << speedText(recent.speedMetersPerSecond) << " m/s, " << dateText(recent.startedAt) << '\n';
+                  << "    " << plural(recent.pointCount, "point", "points") << ", "
+                  << plural(recent.segmentCount, "segment", "segments") << ", " << distanceText(recent.distanceMeters)
+                  << "; played at " << speedText(recent.speedMetersPerSecond) << " m/s, " << dateText(recent.startedAt)
+                  << '\n';
     }
   }
   return {};
