@@ -64,9 +64,6 @@ std::string durationText(double seconds) {
 std::string dateText(std::chrono::system_clock::time_point date) {
   return formatUtc(date, UtcFormat::iso8601);
 }
-std::string dateText(LocationInstant instant) {
-  return dateText(std::chrono::time_point_cast<std::chrono::system_clock::duration>(instant));
-}
 
 std::string plural(std::int64_t count, std::string_view one, std::string_view many) {
   return fmt::format("{} {}", count, count == 1 ? one : many);
