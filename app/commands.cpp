@@ -9,6 +9,7 @@ namespace orvanta {
 void registerCommands(CLI::App& app, CommandRegistry& registry) {
   registerDeviceCommands(app, registry);
   registerControlsCommands(app, registry);
+  registerLocationCommands(app, registry);
 }
 
 }  // namespace orvanta

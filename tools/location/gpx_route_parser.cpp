@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "support/number_text.hpp"
+#include "support/uuid.hpp"
 #include "tools/location/gpx_timestamp.hpp"
 #include "tools/location/route_name.hpp"
 
@@ -459,7 +460,7 @@ expected<GPXParseResult, LocationSimulationError> GPXRouteParser::parse(std::str
   } else {
     return unexpected(LocationSimulationError(Case::gpxNoPoints));
   }
-  result.route.id = newLocationRouteIdentifier();
+  result.route.id = makeUUID();
   result.route.name = chooseName({ownName, &reader.metadataName}, sourceFilename);
   result.route.source.filename = std::string(sourceFilename);
   result.notes = reader.notes;

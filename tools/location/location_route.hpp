@@ -87,15 +87,12 @@ struct LocationRouteSource {
 };
 
 struct LocationRoute {
-  std::string id;  // random, 36 upper-case hyphenated characters
+  std::string id;  // random (makeUUID), 36 upper-case hyphenated characters
   std::string name;
   LocationRouteSource source;
   std::vector<LocationRouteSegment> segments;
   bool operator==(const LocationRoute&) const = default;
 };
-
-// A fresh random identifier (UUID version 4, upper case). Thread-safe.
-[[nodiscard]] std::string newLocationRouteIdentifier();
 
 }  // namespace orvanta
 

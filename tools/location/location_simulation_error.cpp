@@ -82,6 +82,12 @@ LocationSimulationError LocationSimulationError::scenariosUnavailable(std::strin
   return error;
 }
 
+LocationSimulationError LocationSimulationError::simulatorBusy(std::string holder) {
+  LocationSimulationError error(Case::simulatorBusy);
+  error.holder = std::move(holder);
+  return error;
+}
+
 std::string LocationSimulationError::description() const {
   switch (kind) {
     case Case::simctlFailed: {
@@ -133,6 +139,9 @@ std::string LocationSimulationError::description() const {
     case Case::speedOutOfRange: return "Speed must be between 0.1 and 1000 meters per second.";
     case Case::routeDataUnavailable:
       return "This recent route's saved data is missing or unreadable. Remove it and import the GPX file again.";
+    case Case::simulatorBusy: return "Another operation is changing this simulator. Try again when it finishes.";
+    case Case::presetLimitReached:
+      return "Orvanta keeps at most 100 location presets. Remove one before adding another.";
   }
   return {};
 }
@@ -168,6 +177,8 @@ std::string_view LocationSimulationError::caseName() const {
     case Case::invalidSpeed: return "invalidSpeed";
     case Case::speedOutOfRange: return "speedOutOfRange";
     case Case::routeDataUnavailable: return "routeDataUnavailable";
+    case Case::simulatorBusy: return "simulatorBusy";
+    case Case::presetLimitReached: return "presetLimitReached";
   }
   return {};
 }

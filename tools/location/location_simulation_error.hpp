@@ -56,7 +56,9 @@ struct LocationSimulationError {
     routeCrossesAntimeridian,
     invalidSpeed,
     speedOutOfRange,
-    routeDataUnavailable
+    routeDataUnavailable,
+    simulatorBusy,      // the mutation gate refused: another operation holds the simulator; nothing was sent
+    presetLimitReached  // adding a preset beyond maximumLocationPresets
   };
 
   Case kind = Case::gpxMalformedXML;
@@ -69,6 +71,7 @@ struct LocationSimulationError {
   std::int64_t maximum = 0;                       // routeTooManyPoints
   std::string name;                               // scenarioUnavailable
   std::string reason;                             // scenariosUnavailable
+  std::string holder;                             // simulatorBusy: who holds it ("scenario (pid 4242)")
 
   LocationSimulationError() = default;
   // A case without payload, e.g. LocationSimulationError(Case::gpxNoPoints).
@@ -80,6 +83,7 @@ struct LocationSimulationError {
   static LocationSimulationError routeTooManyPoints(std::int64_t count, std::int64_t maximum);
   static LocationSimulationError scenarioUnavailable(std::string name);
   static LocationSimulationError scenariosUnavailable(std::string reason);
+  static LocationSimulationError simulatorBusy(std::string holder);
 
   // The exact user-facing sentence, e.g. "Point 12: missing lat attribute.".
   [[nodiscard]] std::string description() const;

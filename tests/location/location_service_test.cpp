@@ -1,0 +1,317 @@
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <functional>
+#include <limits>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "tests/core/fake_run.hpp"
+#include "tests/support/test_files.hpp"
+#include "tools/location/location_persistence.hpp"
+#include "tools/location/location_route_service.hpp"
+#include "tools/location/location_simulator_service.hpp"
+
+namespace orvanta {
+namespace {
+
+using Case = LocationSimulationError::Case;
+using Strings = std::vector<std::string>;
+using testing::FakeRun;
+
+constexpr const char* kUDID = "3BC9A608-0042-414F-B35C-7ADB869BC572";
+const auto kNow = std::chrono::system_clock::time_point(std::chrono::seconds(1'790'000'000));
+
+SimulatorDevice phone() {
+  return {kUDID, "iPhone 16", SimulatorState::booted, "iOS-18-2", "iOS 18.2", std::nullopt};
+}
+SimulatorTargetStatus booted() {
+  return SimulatorTargetStatus::selected(phone());
+}
+
+LocationRoute routeOf(std::vector<std::vector<LocationRoutePoint>> segments) {
+  LocationRoute route{"5D1C6E54-0B4B-4C55-9E59-9C4D4F5A2B10", "Morning Run", {"run.gpx"}, {}};
+  for (auto& points : segments) route.segments.push_back({std::move(points)});
+  return route;
+}
+
+class LocationServiceTest : public ::testing::Test {
+ protected:
+  LocationServiceEnvironment environment() {
+    return {{fake.function(), "/usr/bin/xcrun"}, &gate, activity, [] { return kNow; }};
+  }
+  LocationSimulatorService simulator() { return LocationSimulatorService(environment(), history); }
+  LocationRouteService routes(std::shared_ptr<LocationRouteLibrary> library = nullptr) {
+    return LocationRouteService(environment(), std::move(library));
+  }
+  Strings argv(std::size_t call) const { return fake.calls.at(call).arguments; }
+
+  FakeRun fake;
+  SimulatorMutationGate gate;
+  std::shared_ptr<LocationActivity> activity = std::make_shared<LocationActivity>();
+  std::shared_ptr<InMemorySettingsStore> settings = std::make_shared<InMemorySettingsStore>();
+  std::shared_ptr<LocationHistoryStore> history = std::make_shared<LocationHistoryStore>(settings);
+};
+
+TEST_F(LocationServiceTest, SetAndClearSendOneInvocationEachAndRecordTheHistory) {
+  auto service = simulator();
+  auto set = service.perform(booted(), LocationAction::set({0.00001, -122.0301}));
+  ASSERT_TRUE(set.has_value()) << set.error().description();
+  EXPECT_EQ(argv(0), (Strings{"simctl", "location", kUDID, "set", "0.00001,-122.0301"}));
+  EXPECT_EQ(fake.calls[0].executable, "/usr/bin/xcrun");
+  EXPECT_EQ(set->simulatorName, "iPhone 16");
+  EXPECT_FALSE(set->persistenceError.has_value());
+  ASSERT_EQ(history->entries().size(), 1u);
+  EXPECT_EQ(history->entries()[0].coordinate, (SimulatedLocation{0.00001, -122.0301}));
+  EXPECT_EQ(history->entries()[0].setAt, kNow);
+
+  ASSERT_TRUE(service.perform(booted(), LocationAction::clear()).has_value());
+  EXPECT_EQ(argv(1), (Strings{"simctl", "location", kUDID, "clear"}));
+  EXPECT_EQ(history->entries().size(), 1u);  // a clear is not a point
+  EXPECT_FALSE(gate.holder(kUDID).has_value());
+}
+
+TEST_F(LocationServiceTest, NothingIsSentForABadCoordinateOrTarget) {
+  struct Row {
+    const char* label;
+    SimulatorTargetStatus target;
+    SimulatedLocation location;
+    Case error;
+  };
+  const double nan = std::numeric_limits<double>::quiet_NaN();
+  const Row rows[] = {
+      {"latitude not finite", booted(), {nan, 0}, Case::invalidLatitude},
+      {"longitude not finite", booted(), {0, nan}, Case::invalidLongitude},
+      {"latitude beyond 90", booted(), {90.5, 0}, Case::latitudeOutOfRange},
+      {"longitude beyond 180", booted(), {0, -180.5}, Case::longitudeOutOfRange},
+      {"nothing chosen", SimulatorTargetStatus::needsChoice(2), {1, 2}, Case::noSimulatorSelected},
+      {"nothing booted", SimulatorTargetStatus::noBootedSimulator(), {1, 2}, Case::noSimulatorSelected},
+      {"chosen but shut down", SimulatorTargetStatus::lost(kUDID, phone()), {1, 2}, Case::simulatorNotBooted},
+  };
+  auto service = simulator();
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.label);
+    auto result = service.perform(row.target, LocationAction::set(row.location));
+    ASSERT_FALSE(result.has_value());
+    EXPECT_EQ(result.error().kind, row.error);
+  }
+  EXPECT_TRUE(fake.calls.empty());
+  EXPECT_TRUE(history->entries().empty());
+}
+
+TEST_F(LocationServiceTest, FailuresBecomeSimctlFailedWithTheExactSentence) {
+  struct Row {
+    const char* label;
+    std::function<void(FakeRun&)> reply;
+    std::string message;
+  };
+  const Row rows[] = {
+      {"stderr envelope",
+       [](FakeRun& run) {
+         run.reply("", 149,
+                   "An error was encountered processing the command (domain=com.apple.CoreSimulator.SimError, "
+                   "code=405):\nUnable to lookup in current state: Shutdown\n");
+       },
+       "Location command failed (exit 149): An error was encountered processing the command "
+       "(domain=com.apple.CoreSimulator.SimError, code=405):\nUnable to lookup in current state: Shutdown"},
+      {"stdout when stderr is empty", [](FakeRun& run) { run.reply("Invalid device: X\n", 148, " \n"); },
+       "Location command failed (exit 148): Invalid device: X"},
+      {"nothing printed", [](FakeRun& run) { run.reply("", 1); },
+       "Location command failed (exit 1): simctl returned no diagnostic."},
+      {"xcrun missing", [](FakeRun& run) { run.fail(ProcessRunnerError::executableNotFound("/usr/bin/xcrun")); },
+       "Location command failed: Executable not found at /usr/bin/xcrun."},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.label);
+    FakeRun local;
+    row.reply(local);
+    auto environment = this->environment();
+    environment.client.run = local.function();
+    LocationSimulatorService service(environment, history);
+    auto result = service.perform(booted(), LocationAction::set({1, 2}));
+    ASSERT_FALSE(result.has_value());
+    EXPECT_EQ(result.error().kind, Case::simctlFailed);
+    EXPECT_EQ(result.error().description(), row.message);
+    EXPECT_FALSE(gate.holder(kUDID).has_value()) << "the gate is released on failure";
+  }
+  EXPECT_TRUE(history->entries().empty());
+}
+
+TEST_F(LocationServiceTest, AHeldSimulatorIsRefusedAtOnceAndAnUnheldGateIsLeftAlone) {
+  ASSERT_TRUE(gate.acquire(kUDID, gate_labels::scenario));
+  auto service = simulator();
+  auto refused = service.perform(booted(), LocationAction::clear());
+  ASSERT_FALSE(refused.has_value());
+  EXPECT_EQ(refused.error(), LocationSimulationError::simulatorBusy("scenario"));
+  auto route = routes().start(booted(), routeOf({{{1, 2}, {1.1, 2.1}}}), 20);
+  EXPECT_EQ(route.error().kind, Case::simulatorBusy);
+  EXPECT_TRUE(fake.calls.empty());
+  EXPECT_EQ(gate.holder(kUDID), "scenario");
+
+  // Inside a scenario run the caller holds the simulator and hands the services no gate.
+  auto environment = this->environment();
+  environment.gate = nullptr;
+  EXPECT_TRUE(LocationSimulatorService(environment).perform(booted(), LocationAction::clear()).has_value());
+  EXPECT_EQ(gate.holder(kUDID), "scenario");
+}
+
+TEST_F(LocationServiceTest, RouteStartSendsEveryPointAfterTheSpeed) {
+  auto route = routeOf({{{47.376887, 8.541694}, {47.3769, 8.5418}}, {{47.4, 8.6}}});
+  auto started = routes().start(booted(), route, 1.5);
+  ASSERT_TRUE(started.has_value()) << started.error().description();
+  EXPECT_EQ(argv(0), (Strings{"simctl", "location", kUDID, "start", "--speed=1.5", "--", "47.376887,8.541694",
+                              "47.3769,8.5418", "47.4,8.6"}));
+  EXPECT_EQ(started->metrics.pointCount, 3);
+  EXPECT_EQ(started->operation.kind, LocationActiveOperation::Kind::route);
+  EXPECT_EQ(started->operation.name, "Morning Run");
+  EXPECT_EQ(started->operation.pointCount, 3);
+  EXPECT_EQ(started->operation.startedAt, kNow);
+  EXPECT_FALSE(started->recent.has_value());  // no library given
+  EXPECT_EQ(activity->current(), started->operation);
+
+  ASSERT_TRUE(routes().start(booted(), route, 20).has_value());
+  EXPECT_EQ(argv(1)[4], "--speed=20");
+}
+
+TEST_F(LocationServiceTest, RouteChecksComeBeforeTheTargetAndTheSimulator) {
+  struct Row {
+    const char* label;
+    LocationRoute route;
+    double speed;
+    LocationSimulationError error;
+  };
+  const auto two = routeOf({{{1, 2}, {1.1, 2.1}}});
+  const Row rows[] = {
+      {"one point", routeOf({{{1, 2}}}), 20, LocationSimulationError(Case::routeNeedsTwoPoints)},
+      {"across the meridian", routeOf({{{0, 179.9}, {0, -179.9}}}), 20,
+       LocationSimulationError(Case::routeCrossesAntimeridian)},
+      {"zero speed", two, 0, LocationSimulationError(Case::invalidSpeed)},
+      {"too slow", two, 0.05, LocationSimulationError(Case::speedOutOfRange)},
+      {"too fast", two, 1000.5, LocationSimulationError(Case::speedOutOfRange)},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.label);
+    // With no simulator chosen, a route error still wins: it is reported before the target.
+    auto result = routes().start(SimulatorTargetStatus::noBootedSimulator(), row.route, row.speed);
+    ASSERT_FALSE(result.has_value());
+    EXPECT_EQ(result.error(), row.error);
+  }
+  EXPECT_TRUE(fake.calls.empty());
+  EXPECT_FALSE(activity->current().has_value());
+}
+
+TEST_F(LocationServiceTest, TheActiveOperationFollowsStartsAndSurvivesFailures) {
+  auto route = routeOf({{{1, 2}, {1.1, 2.1}}});
+  ASSERT_TRUE(routes().start(booted(), route, 20).has_value());
+  const auto playing = activity->current();
+
+  fake.reply("", 2, "boom\n");
+  EXPECT_FALSE(routes().start(booted(), route, 30).has_value());
+  EXPECT_EQ(activity->current(), playing);
+
+  auto service = simulator();
+  auto scenario = service.runScenario(booted(), "City Run");
+  ASSERT_TRUE(scenario.has_value()) << scenario.error().description();
+  EXPECT_EQ(argv(2), (Strings{"simctl", "location", kUDID, "run", "City Run"}));
+  ASSERT_TRUE(activity->current().has_value());
+  EXPECT_EQ(activity->current()->kind, LocationActiveOperation::Kind::scenario);
+  EXPECT_EQ(activity->current()->name, "City Run");
+
+  // Clearing another simulator does not end it; clearing this one does.
+  auto other = phone();
+  other.udid = "OTHER";
+  ASSERT_TRUE(service.perform(SimulatorTargetStatus::selected(other), LocationAction::clear()).has_value());
+  EXPECT_TRUE(activity->current().has_value());
+  ASSERT_TRUE(service.perform(booted(), LocationAction::clear()).has_value());
+  EXPECT_FALSE(activity->current().has_value());
+}
+
+TEST_F(LocationServiceTest, ARefusedScenarioIsLookedUpAgain) {
+  const std::string refusal =
+      "An error was encountered processing the command (domain=NSPOSIXErrorDomain, code=22):\n"
+      "Invalid argument\n";
+  struct Row {
+    const char* label;
+    std::string listing;
+    int listingStatus;
+    Case error;
+  };
+  const Row rows[] = {
+      {"gone from the list", "Apple\nCity Run\n", 0, Case::scenarioUnavailable},
+      {"still listed", "Apple\nFreeway Drive\n", 0, Case::simctlFailed},
+      {"the list fails too", "", 1, Case::simctlFailed},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.label);
+    FakeRun local;
+    local.reply("", 22, refusal);
+    local.reply(row.listing, row.listingStatus);
+    auto environment = this->environment();
+    environment.client.run = local.function();
+    LocationSimulatorService service(environment);
+    auto result = service.runScenario(booted(), "Freeway Drive");
+    ASSERT_FALSE(result.has_value());
+    EXPECT_EQ(result.error().kind, row.error);
+    ASSERT_EQ(local.calls.size(), 2u);
+    EXPECT_EQ(local.calls[1].arguments, (Strings{"simctl", "location", kUDID, "list"}));
+    if (row.error == Case::scenarioUnavailable) {
+      EXPECT_EQ(result.error().description(),
+                "The scenario \u201cFreeway Drive\u201d is no longer available on this simulator. The list has been "
+                "refreshed.");
+      EXPECT_EQ(service.scenarios(), (std::vector<LocationScenario>{{"Apple", ""}, {"City Run", ""}}));
+    }
+  }
+  EXPECT_FALSE(activity->current().has_value());
+}
+
+TEST_F(LocationServiceTest, ScenarioListFailuresAreScenariosUnavailable) {
+  auto service = simulator();
+  fake.reply("", 148, "Invalid device: " + std::string(kUDID) + "\n");
+  auto failed = service.listScenarios(booted());
+  ASSERT_FALSE(failed.has_value());
+  EXPECT_EQ(failed.error().description(),
+            "Could not read the simulator's scenarios: Location command failed (exit "
+            "148): Invalid device: 3BC9A608-0042-414F-B35C-7ADB869BC572");
+  fake.reply("City Run\tA run\n");
+  EXPECT_EQ(service.listScenarios(booted()).error().description(),
+            "Could not read the simulator's scenarios: the list output was not in the expected format");
+  fake.reply("Apple\nCity Run\n");
+  ASSERT_TRUE(service.listScenarios(booted()).has_value());
+  EXPECT_EQ(argv(2), (Strings{"simctl", "location", kUDID, "list"}));
+  EXPECT_EQ(service.scenarios().size(), 2u);
+  EXPECT_FALSE(gate.holder(kUDID).has_value());
+}
+
+// A store whose writes always fail, as a full disk would make them.
+class UnwritableSettingsStore final : public SettingsStore {
+ public:
+  expected<std::optional<nlohmann::json>, FileError> value(std::string_view) const override {
+    return std::optional<nlohmann::json>();
+  }
+  expected<void, FileError> setValue(std::string_view, const nlohmann::json&) override { return failure(); }
+  expected<void, FileError> removeValue(std::string_view) override { return failure(); }
+  expected<void, FileError> update(std::string_view, const Change&) override { return failure(); }
+
+ private:
+  static unexpected<FileError> failure() { return unexpected(FileError::writeFailed("/settings.json", 28)); }
+};
+
+TEST_F(LocationServiceTest, ACommandThatReachedTheSimulatorSucceedsEvenWhenNothingCanBeSaved) {
+  auto unwritable = std::make_shared<UnwritableSettingsStore>();
+  testing::ScratchFolder folder;
+  LocationSimulatorService service(environment(), std::make_shared<LocationHistoryStore>(unwritable));
+  auto set = service.perform(booted(), LocationAction::set({1, 2}));
+  ASSERT_TRUE(set.has_value());
+  EXPECT_EQ(set->persistenceError, LocationSimulationError(Case::persistenceFailed));
+
+  auto started = routes(std::make_shared<LocationRouteLibrary>(unwritable, folder / "Routes"))
+                     .start(booted(), routeOf({{{1, 2}, {1.1, 2.1}}}), 20);
+  ASSERT_TRUE(started.has_value());
+  EXPECT_EQ(started->persistenceError, LocationSimulationError(Case::persistenceFailed));
+  EXPECT_TRUE(activity->current().has_value());
+  EXPECT_TRUE(testing::entries(folder / "Routes").empty()) << "the saved points of an unlisted route are removed";
+}
+
+}  // namespace
+}  // namespace orvanta
