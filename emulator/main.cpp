@@ -75,6 +75,7 @@ int run(int argc, char** argv) {
   CommandTable table;
   registerDeviceCommands(table);
   registerControlsCommands(table);
+  registerAppsCommands(table);
 
   const std::string subcommand = argv[2];
   const auto home = emulatorHome();
