@@ -117,7 +117,9 @@ TEST_F(IconFilesTest, TheLargestNamedPngInsideTheBundleWins) {
   // Equal areas: the first name in byte order, whatever the directory order.
   const fs::path tie = bundle("tie", "<key>CFBundleIconFiles</key><array><string>B</string><string>A</string></array>",
                               {{"B.png", solidColorPng(10, 40, 1, 1, 1)}, {"A@2x.png", solidColorPng(20, 20, 1, 1, 1)}});
-  EXPECT_EQ(findAppIconFile(tie)->path, tie / "A@2x.png");
+  auto tied = findAppIconFile(tie);
+  ASSERT_TRUE(tied);
+  EXPECT_EQ(tied->path, tie / "A@2x.png");
 }
 
 TEST_F(IconFilesTest, BundlesWithoutIconsHaveNone) {

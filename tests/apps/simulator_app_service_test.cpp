@@ -35,6 +35,16 @@ std::string trimmedEnd(std::string text) {
   return text;
 }
 
+// The error of a result that must have failed; a success is reported as a test failure.
+template <class T>
+SimulatorAppError errorOf(const expected<T, SimulatorAppError>& result) {
+  if (result) {
+    ADD_FAILURE() << "the operation succeeded";
+    return SimulatorAppError::of(Case::cancelled);
+  }
+  return result.error();
+}
+
 SimulatorApp notes() {
   SimulatorApp app;
   app.bundleIdentifier = "com.example.notes";
@@ -63,11 +73,15 @@ TEST_F(SimulatorAppServiceTest, ArgumentListsAndResults) {
   fake.reply("/Users/dev/Devices/X/data/Containers/Data/Application/D4ED6A96\n");
   fake.reply(readFixture("plist/appinfo-missing.txt"));
 
-  EXPECT_EQ(apps.launch(kUDID, notes())->processIdentifier, 4242);
+  auto launched = apps.launch(kUDID, notes());
+  ASSERT_TRUE(launched);
+  EXPECT_EQ(launched->processIdentifier, 4242);
   EXPECT_TRUE(apps.terminate(kUDID, notes()));
   EXPECT_TRUE(apps.install(kUDID, path));
   EXPECT_TRUE(apps.uninstall(kUDID, notes()));
-  EXPECT_EQ(*apps.container(kUDID, notes()), "/Users/dev/Devices/X/data/Containers/Data/Application/D4ED6A96");
+  auto container = apps.container(kUDID, notes());
+  ASSERT_TRUE(container);
+  EXPECT_EQ(*container, "/Users/dev/Devices/X/data/Containers/Data/Application/D4ED6A96");
   auto missing = apps.appInformation(kUDID, "com.apple.MobileSafari");
   ASSERT_TRUE(missing);
   EXPECT_FALSE(missing->app);  // the not-installed stub
@@ -91,12 +105,12 @@ TEST_F(SimulatorAppServiceTest, ArgumentListsAndResults) {
 
 TEST_F(SimulatorAppServiceTest, EveryFailureHasItsSentence) {
   auto apps = service();
-  auto launch = [&] { return apps.launch(kUDID, notes()).error(); };
-  auto terminate = [&] { return apps.terminate(kUDID, notes()).error(); };
-  auto install = [&] { return apps.install(kUDID, "/tmp/Nope.app").error(); };
-  auto uninstall = [&] { return apps.uninstall(kUDID, notes()).error(); };
-  auto list = [&] { return apps.listApps(kUDID).error(); };
-  auto container = [&] { return apps.container(kUDID, notes()).error(); };
+  auto launch = [&] { return errorOf(apps.launch(kUDID, notes())); };
+  auto terminate = [&] { return errorOf(apps.terminate(kUDID, notes())); };
+  auto install = [&] { return errorOf(apps.install(kUDID, "/tmp/Nope.app")); };
+  auto uninstall = [&] { return errorOf(apps.uninstall(kUDID, notes())); };
+  auto list = [&] { return errorOf(apps.listApps(kUDID)); };
+  auto container = [&] { return errorOf(apps.container(kUDID, notes())); };
 
   struct Step {
     std::function<void()> replies;
@@ -149,16 +163,16 @@ TEST_F(SimulatorAppServiceTest, EveryFailureHasItsSentence) {
 TEST_F(SimulatorAppServiceTest, NoAppChosenAndEarlyCancellationRunNothing) {
   auto apps = service();
   SimulatorApp none;
-  EXPECT_EQ(apps.launch(kUDID, none).error().description(), "Choose an installed app.");
-  EXPECT_EQ(apps.terminate(kUDID, none).error().kind, Case::noAppSelected);
-  EXPECT_EQ(apps.uninstall(kUDID, none).error().kind, Case::noAppSelected);
-  EXPECT_EQ(apps.container(kUDID, none).error().kind, Case::noAppSelected);
+  EXPECT_EQ(errorOf(apps.launch(kUDID, none)).description(), "Choose an installed app.");
+  EXPECT_EQ(errorOf(apps.terminate(kUDID, none)).kind, Case::noAppSelected);
+  EXPECT_EQ(errorOf(apps.uninstall(kUDID, none)).kind, Case::noAppSelected);
+  EXPECT_EQ(errorOf(apps.container(kUDID, none)).kind, Case::noAppSelected);
 
   orvanta::stop_source source;
   source.request_stop();
-  EXPECT_EQ(apps.launch(kUDID, notes(), source.get_token()).error().kind, Case::cancelled);
-  EXPECT_EQ(apps.install(kUDID, "/tmp/A.app", source.get_token()).error().kind, Case::cancelled);
-  EXPECT_EQ(apps.listApps(kUDID, source.get_token()).error().kind, Case::cancelled);
+  EXPECT_EQ(errorOf(apps.launch(kUDID, notes(), source.get_token())).kind, Case::cancelled);
+  EXPECT_EQ(errorOf(apps.install(kUDID, "/tmp/A.app", source.get_token())).kind, Case::cancelled);
+  EXPECT_EQ(errorOf(apps.listApps(kUDID, source.get_token())).kind, Case::cancelled);
   EXPECT_TRUE(fake.calls.empty());
   EXPECT_FALSE(gate.holder(kUDID));
 }
@@ -182,10 +196,9 @@ TEST_F(SimulatorAppServiceTest, ABusySimulatorIsRefusedWithoutRunningSimctl) {
   ASSERT_TRUE(gate.acquire(kUDID, gate_labels::scenario));
   for (const auto& [name, change] : changes()) {
     SCOPED_TRACE(name);
-    auto result = change(apps);
-    ASSERT_FALSE(result);
-    EXPECT_EQ(result.error().kind, Case::simulatorBusy);
-    EXPECT_EQ(result.error().description(),
+    const auto error = errorOf(change(apps));
+    EXPECT_EQ(error.kind, Case::simulatorBusy);
+    EXPECT_EQ(error.description(),
               "Another change to this simulator's apps is in progress. Try again when it finishes.");
     EXPECT_EQ(gate.holder(kUDID), "scenario");  // the refusal did not free the other holder
   }
