@@ -8,6 +8,7 @@ namespace orvanta {
 
 void registerCommands(CLI::App& app, CommandRegistry& registry) {
   registerDeviceCommands(app, registry);
+  registerAppsCommands(app, registry);
   registerControlsCommands(app, registry);
   registerLocationCommands(app, registry);
 }

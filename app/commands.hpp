@@ -15,5 +15,6 @@ void registerCommands(CLI::App& app, CommandRegistry& registry);
 void registerDeviceCommands(CLI::App& app, CommandRegistry& registry);
 void registerControlsCommands(CLI::App& app, CommandRegistry& registry);
 void registerLocationCommands(CLI::App& app, CommandRegistry& registry);
+void registerAppsCommands(CLI::App& app, CommandRegistry& registry);
 
 }  // namespace orvanta

@@ -36,5 +36,6 @@ using CommandTable = std::map<std::string, Handler>;
 void registerDeviceCommands(CommandTable& table);
 void registerControlsCommands(CommandTable& table);
 void registerLocationCommands(CommandTable& table);
+void registerAppsCommands(CommandTable& table);
 
 }  // namespace orvanta::emulator

@@ -76,6 +76,7 @@ int run(int argc, char** argv) {
   registerDeviceCommands(table);
   registerControlsCommands(table);
   registerLocationCommands(table);
+  registerAppsCommands(table);
 
   const std::string subcommand = argv[2];
   const auto home = emulatorHome();

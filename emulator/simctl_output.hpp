@@ -15,6 +15,14 @@ using Json = nlohmann::ordered_json;
 // as "\/" (unless `escapeSlashes` is false, as with `list -e`), empty containers split over two lines.
 std::string appleJson(const Json& value, bool escapeSlashes = true);
 
+// Old-style property-list text as simctl's listapps and appinfo print it (-[NSDictionary description]):
+// dictionary keys sorted, four spaces of indentation per level, a nested container's opening bracket
+// preceded by its own level's indentation ("GroupContainers =     {"), and a string left unquoted only
+// when it is non-empty ASCII letters and digits. Quoted strings escape \" and \\, line breaks and tabs
+// as \n, \r, \t, and every other control or non-ASCII character as \Uxxxx (UTF-16, lower-case hex).
+// JSON numbers print as digits and booleans as 1 or 0. Ends with a newline.
+std::string openStepText(const Json& value);
+
 // The error envelope simctl prints on stderr, and the exit status it goes with (the code modulo 256).
 struct SimctlFailure {
   std::string domain;

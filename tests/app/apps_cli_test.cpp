@@ -1,0 +1,258 @@
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <fstream>
+
+#include <gtest/gtest.h>
+
+#include "core/simulator_mutation_gate.hpp"
+#include "support/png.hpp"
+#include "tests/app/cli_harness.hpp"
+
+namespace orvanta {
+namespace {
+
+using testing::CliTest;
+using testing::kIPadPro;
+using testing::kIPhone16;
+
+namespace fs = std::filesystem;
+
+bool contains(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
+
+const std::string kCafe = "Caf\xc3\xa9 \"Bar\"";
+
+class AppsCliTest : public CliTest {
+ protected:
+  void SetUp() override {
+    CliTest::SetUp();
+    ASSERT_EQ(orvanta({"target", "set", kIPhone16}).status, 0);
+  }
+
+  nlohmann::json appsJson(const std::string& filter = "all") {
+    auto result = orvanta({"apps", "--json", "--filter", filter});
+    EXPECT_EQ(result.status, 0) << result.err;
+    return result.json();
+  }
+  static const nlohmann::json* find(const nlohmann::json& apps, const std::string& bundleIdentifier) {
+    for (const auto& app : apps) {
+      if (app["bundleIdentifier"] == bundleIdentifier) return &app;
+    }
+    return nullptr;
+  }
+
+  // An .app folder as a build would leave it.
+  fs::path buildBundle(const std::string& name, const std::string& bundleIdentifier) {
+    const fs::path bundle = root() / "Build" / (name + ".app");
+    fs::create_directories(bundle);
+    std::ofstream(bundle / "Info.plist")
+        << "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\">\n<dict>\n"
+        << "<key>CFBundleIdentifier</key><string>" << bundleIdentifier << "</string>\n"
+        << "<key>CFBundleName</key><string>" << name << "</string>\n"
+        << "<key>CFBundleExecutable</key><string>" << name << "</string>\n"
+        << "<key>CFBundleVersion</key><string>3</string>\n"
+        << "<key>CFBundleIconFiles</key><array><string>Icon</string></array>\n"
+        << "</dict>\n</plist>\n";
+    std::ofstream(bundle / "Icon@2x.png", std::ios::binary) << solidColorPng(40, 40, 200, 10, 10);
+    std::ofstream(bundle / name) << "";
+    return bundle;
+  }
+};
+
+TEST_F(AppsCliTest, ListsTheTargetsAppsSortedAndFiltered) {
+  auto text = orvanta({"apps"});
+  ASSERT_EQ(text.status, 0) << text.err;
+  EXPECT_TRUE(text.out.starts_with("NAME")) << text.out;
+  EXPECT_TRUE(contains(text.out, kCafe));
+  EXPECT_TRUE(contains(text.out, "Field Notes"));  // no display name: its bundle name
+  EXPECT_FALSE(contains(text.out, "SpringBoard"));  // hidden
+  EXPECT_LT(text.out.find(kCafe), text.out.find("Field Notes"));
+  EXPECT_LT(text.out.find("Field Notes"), text.out.find("Safari"));
+
+  auto user = appsJson("user");
+  ASSERT_EQ(user.size(), 2u);
+  const auto& cafe = user[0];
+  EXPECT_EQ(cafe["bundleIdentifier"], "com.example.cafe");
+  EXPECT_EQ(cafe["displayName"], kCafe);
+  EXPECT_EQ(cafe["kind"], "user");
+  EXPECT_EQ(cafe["version"], "42");
+  const fs::path bundlePath = cafe["bundlePath"].get<std::string>();
+  EXPECT_TRUE(fs::is_directory(bundlePath)) << bundlePath;
+  EXPECT_EQ(fs::path(cafe["iconPath"].get<std::string>()), bundlePath / "AppIcon60x60@3x.png");
+  EXPECT_TRUE(user[1]["iconPath"].get<std::string>().ends_with("/Icon@2x.png"));
+
+  auto system = appsJson("system");
+  ASSERT_FALSE(system.empty());
+  for (const auto& app : system) {
+    SCOPED_TRACE(app.dump());
+    EXPECT_EQ(app["kind"], "system");
+    EXPECT_FALSE(app.contains("iconPath"));  // their bundles live in the runtime
+  }
+  EXPECT_EQ((*find(system, "com.apple.Bridge"))["displayName"], "Watch");
+  EXPECT_EQ(appsJson().size(), user.size() + system.size());
+
+  EXPECT_EQ(orvanta({"apps", "--filter", "hidden"}).status, 2);
+  auto shutDown = orvanta({"apps", "-d", kIPadPro});
+  EXPECT_EQ(shutDown.status, 1);
+  EXPECT_TRUE(shutDown.err.starts_with("orvanta: The selected simulator is no longer booted.\n")) << shutDown.err;
+}
+
+TEST_F(AppsCliTest, LaunchAndTerminate) {
+  auto launched = orvanta({"app", "launch", "com.example.cafe"});
+  ASSERT_EQ(launched.status, 0) << launched.err;
+  EXPECT_TRUE(launched.out.starts_with("Launched " + kCafe + " on iPhone 16 (process ")) << launched.out;
+
+  // Launching a running app brings it forward: the same process.
+  auto again = orvanta({"--json", "app", "launch", "com.example.cafe"}).json();
+  EXPECT_TRUE(contains(launched.out, "(process " + std::to_string(again["processIdentifier"].get<int>()) + ")."));
+
+  auto terminated = orvanta({"app", "terminate", "com.example.cafe"});
+  ASSERT_EQ(terminated.status, 0) << terminated.err;
+  EXPECT_EQ(terminated.out, "Terminated " + kCafe + " on iPhone 16.\n");
+
+  auto stopped = orvanta({"--json", "app", "terminate", "com.example.cafe"});
+  EXPECT_EQ(stopped.status, 1);
+  EXPECT_EQ(stopped.json()["error"]["kind"], "appNotRunning");
+  EXPECT_EQ(stopped.json()["error"]["message"], kCafe + " isn't running.");
+  EXPECT_TRUE(contains(stopped.err, "orvanta: " + kCafe + " isn't running.\n"));
+
+  // A hidden app is not listed but still found; simctl refuses to launch it.
+  auto springboard = orvanta({"app", "launch", "com.apple.springboard"});
+  EXPECT_EQ(springboard.status, 1);
+  EXPECT_TRUE(springboard.err.starts_with(
+      "orvanta: Couldn't launch SpringBoard: An error was encountered processing the command "
+      "(domain=FBSOpenApplicationServiceErrorDomain, code=1):\n"))
+      << springboard.err;
+
+  auto missing = orvanta({"--json", "app", "launch", "com.example.missing"});
+  EXPECT_EQ(missing.status, 1);
+  EXPECT_EQ(missing.json()["error"]["kind"], "noAppSelected");
+  EXPECT_EQ(missing.json()["error"]["message"], "Choose an installed app.");
+  EXPECT_TRUE(contains(missing.err, "com.example.missing is not installed on iPhone 16.")) << missing.err;
+}
+
+TEST_F(AppsCliTest, InstallThenUninstallWithConfirmation) {
+  const fs::path built = buildBundle("Rocket", "com.example.rocket");
+  auto installed = orvanta({"app", "install", built.string() + "/"});
+  ASSERT_EQ(installed.status, 0) << installed.err;
+  EXPECT_EQ(installed.out, "Installed Rocket (com.example.rocket) on iPhone 16.\n");
+
+  auto listed = appsJson("user");
+  const auto* rocket = find(listed, "com.example.rocket");
+  ASSERT_NE(rocket, nullptr) << listed.dump();
+  const fs::path bundle = (*rocket)["bundlePath"].get<std::string>();
+  EXPECT_NE(bundle, built);  // the simulator's copy
+  EXPECT_EQ(fs::path((*rocket)["iconPath"].get<std::string>()), bundle / "Icon@2x.png");
+  EXPECT_EQ((*rocket)["version"], "3");
+  const std::string data = orvanta({"app", "container", "com.example.rocket"}).out;
+  ASSERT_TRUE(fs::is_directory(data.substr(0, data.size() - 1))) << data;
+  auto container = orvanta({"--json", "app", "container", "com.example.rocket", "app"}).json();
+  EXPECT_EQ(container["container"], "app");
+  EXPECT_EQ(fs::path(container["path"].get<std::string>()), bundle);
+
+  // Without a terminal, an uninstall needs --yes.
+  auto unconfirmed = orvanta({"app", "uninstall", "com.example.rocket"});
+  EXPECT_EQ(unconfirmed.status, 1);
+  EXPECT_TRUE(contains(unconfirmed.err, "pass --yes")) << unconfirmed.err;
+  ASSERT_NE(find(appsJson("user"), "com.example.rocket"), nullptr);
+
+  auto removed = orvanta({"app", "uninstall", "com.example.rocket", "--yes"});
+  ASSERT_EQ(removed.status, 0) << removed.err;
+  EXPECT_EQ(removed.out, "Uninstalled Rocket from iPhone 16.\n");
+  EXPECT_EQ(find(appsJson("user"), "com.example.rocket"), nullptr);
+  EXPECT_FALSE(fs::exists(bundle));
+
+  // The simulator keeps system apps however often it is asked.
+  auto kept = orvanta({"--json", "-y", "app", "uninstall", "com.apple.mobilesafari"});
+  EXPECT_EQ(kept.status, 1);
+  EXPECT_EQ(kept.json()["error"]["kind"], "appStillInstalled");
+  EXPECT_EQ(kept.json()["error"]["message"], "The simulator did not remove the app: Safari");
+
+  auto notABundle = orvanta({"app", "install", (root() / "Build").string()});
+  EXPECT_EQ(notABundle.status, 1);
+  EXPECT_TRUE(notABundle.err.starts_with(
+      "orvanta: Install failed: An error was encountered processing the command (domain=NSPOSIXErrorDomain, code=2):\n"
+      "Failed to install the requested application\n"))
+      << notABundle.err;
+}
+
+TEST_F(AppsCliTest, AnotherProcessHoldingTheSimulatorRefusesChanges) {
+  ASSERT_EQ(orvanta({"app", "launch", "com.example.cafe"}).status, 0);
+  int ready[2];
+  ASSERT_EQ(::pipe(ready), 0);
+  pid_t child = ::fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) {
+    SimulatorMutationGate holder(root() / "runtime" / "orvanta");
+    char ok = holder.acquire(kIPhone16, gate_labels::scenario) ? 'y' : 'n';
+    (void)::write(ready[1], &ok, 1);
+    ::pause();
+    std::_Exit(0);
+  }
+  ::close(ready[1]);
+  char answer = 0;
+  ASSERT_EQ(::read(ready[0], &answer, 1), 1);
+  ::close(ready[0]);
+  ASSERT_EQ(answer, 'y');
+
+  const std::string busy = "Another change to this simulator's apps is in progress. Try again when it finishes.";
+  for (const auto& command : std::vector<std::vector<std::string>>{{"app", "uninstall", "com.example.cafe", "--yes"},
+                                                                   {"app", "terminate", "com.example.cafe"},
+                                                                   {"app", "install", (root() / "X.app").string()}}) {
+    SCOPED_TRACE(command[1]);
+    auto refused = orvanta(command);
+    EXPECT_EQ(refused.status, 1);
+    EXPECT_TRUE(refused.err.starts_with("orvanta: " + busy + "\n")) << refused.err;
+    EXPECT_TRUE(contains(refused.err, "iPhone 16 is held by scenario (pid " + std::to_string(child) + ").")) << refused.err;
+  }
+  auto json = orvanta({"--json", "app", "launch", "com.example.cafe"}).json();
+  EXPECT_EQ(json["error"]["kind"], "simulatorBusy");
+  EXPECT_EQ(json["error"]["message"], busy);
+  // Reading is not a change.
+  EXPECT_EQ(orvanta({"apps"}).status, 0);
+
+  ::kill(child, SIGKILL);
+  int status = 0;
+  ::waitpid(child, &status, 0);
+  // Nothing was changed while refused: the app is installed and still running.
+  ASSERT_NE(find(appsJson("user"), "com.example.cafe"), nullptr);
+  EXPECT_EQ(orvanta({"app", "terminate", "com.example.cafe"}).status, 0);
+}
+
+TEST_F(AppsCliTest, TheEmulatorPrintsWhatSimctlPrints) {
+  auto listed = simctl({"listapps", kIPhone16});
+  ASSERT_EQ(listed.status, 0) << listed.err;
+  EXPECT_TRUE(listed.out.starts_with("{\n    \"com.apple.Bridge\" =     {\n        ApplicationType = System;\n        "
+                                     "Bundle = \"file:///Library/Developer/CoreSimulator/Profiles/Runtimes/iOS%2018.2."
+                                     "simruntime/"))
+      << listed.out;
+  EXPECT_TRUE(contains(listed.out, "        CFBundleDisplayName = \"Caf\\U00e9 \\\"Bar\\\"\";\n"));
+  EXPECT_TRUE(contains(listed.out, "        GroupContainers =         {\n            \"group.com.apple.bridge\" = \"file://"));
+  EXPECT_TRUE(contains(listed.out, "        SBAppTags =         (\n            \"watch-companion\"\n        );\n    };\n"));
+  EXPECT_TRUE(contains(listed.out, "        CFBundleVersion = 42;\n"));
+  EXPECT_TRUE(listed.out.ends_with("    };\n}\n"));
+
+  auto stub = simctl({"appinfo", kIPhone16, "com.apple.nope"});
+  EXPECT_EQ(stub.status, 0);
+  EXPECT_EQ(stub.out, "{\n    CFBundleIdentifier = \"com.apple.nope\";\n    GroupContainers =     {\n    };\n"
+                      "    SBAppTags =     (\n    );\n}\n");
+
+  auto launchMissing = simctl({"launch", kIPhone16, "com.apple.nope"});
+  EXPECT_EQ(launchMissing.status, 4);
+  EXPECT_EQ(launchMissing.err,
+            "An error was encountered processing the command (domain=FBSOpenApplicationServiceErrorDomain, code=4):\n"
+            "Simulator device failed to launch com.apple.nope.\n"
+            "Underlying error (domain=FBSOpenApplicationServiceErrorDomain, code=4):\n"
+            "\tThe request to open \"com.apple.nope\" failed.\n");
+
+  auto noContainer = simctl({"get_app_container", kIPhone16, "com.apple.nope", "data"});
+  EXPECT_EQ(noContainer.status, 2);
+  EXPECT_EQ(noContainer.err, "An error was encountered processing the command (domain=NSPOSIXErrorDomain, code=2):\n"
+                             "The operation couldn\xe2\x80\x99t be completed. No such file or directory\n"
+                             "No such file or directory\n");
+}
+
+}  // namespace
+}  // namespace orvanta

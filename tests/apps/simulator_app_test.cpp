@@ -1,0 +1,207 @@
+#include "apps/simulator_app.hpp"
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include "support/property_list.hpp"
+#include "tests/core/fake_run.hpp"
+
+namespace orvanta {
+namespace {
+
+using testing::readFixture;
+
+std::vector<std::string> identifiers(const std::vector<SimulatorApp>& apps) {
+  std::vector<std::string> ids;
+  for (const auto& app : apps) ids.push_back(app.bundleIdentifier);
+  return ids;
+}
+
+TEST(SimulatorAppTest, ListingCaptureBecomesSortedVisibleApps) {
+  auto apps = decodeAppList(readFixture("plist/listapps.txt"));
+  ASSERT_TRUE(apps) << apps.error().reason;
+  // SpringBoard is hidden; "Café" sorts before "Watch".
+  ASSERT_EQ(identifiers(*apps), (std::vector<std::string>{"com.example.cafe", "com.apple.Bridge"}));
+
+  const SimulatorApp& cafe = (*apps)[0];
+  EXPECT_EQ(cafe.displayName, "Caf\xc3\xa9 \"Bar\"");
+  EXPECT_EQ(cafe.kind, SimulatorAppKind::user);
+  EXPECT_FALSE(cafe.isSystemApp);
+  EXPECT_EQ(cafe.version, "42");
+  EXPECT_EQ(cafe.executableName, std::nullopt);
+  EXPECT_EQ(cafe.bundlePath, "");
+  EXPECT_FALSE(cafe.hasDataContainer);
+
+  const SimulatorApp& bridge = (*apps)[1];
+  EXPECT_EQ(bridge.displayName, "Watch");
+  EXPECT_EQ(bridge.kind, SimulatorAppKind::system);
+  EXPECT_TRUE(bridge.isSystemApp);
+  EXPECT_EQ(bridge.version, "1.0");
+  EXPECT_EQ(bridge.build, "1.0");
+  EXPECT_EQ(bridge.executableName, "Bridge");
+  EXPECT_TRUE(bridge.hasDataContainer);
+  EXPECT_EQ(bridge.bundlePath,
+            "/Library/Developer/CoreSimulator/Volumes/iOS_22C150/Library/Developer/CoreSimulator/Profiles/Runtimes/"
+            "iOS 18.2.simruntime/Contents/Resources/RuntimeRoot/Applications/Bridge.app");
+  EXPECT_FALSE(bridge.isDeveloperApp || bridge.isRemovable || bridge.isFirstParty || bridge.isAppClip);
+
+  auto withHidden = decodeAppList(readFixture("plist/listapps.txt"), true);
+  ASSERT_TRUE(withHidden);
+  ASSERT_EQ(withHidden->size(), 3u);
+  const SimulatorApp& springboard = (*withHidden)[1];
+  EXPECT_EQ(springboard.bundleIdentifier, "com.apple.springboard");
+  EXPECT_EQ(springboard.displayName, "SpringBoard");  // no CFBundleDisplayName
+  EXPECT_EQ(springboard.kind, SimulatorAppKind::unknown);
+  EXPECT_FALSE(springboard.hasDataContainer);
+}
+
+TEST(SimulatorAppTest, AppinfoCapturesConvert) {
+  struct Case {
+    const char* fixture;
+    const char* bundleIdentifier;
+    const char* displayName;
+    SimulatorAppKind kind;
+    const char* version;
+    bool hasDataContainer;
+    bool hidden;
+  };
+  const Case cases[] = {
+      {"plist/appinfo-user.txt", "com.DefaultCompany.NeonDrift", "NeonDrift", SimulatorAppKind::user, "0", true, false},
+      {"plist/appinfo-user-older.txt", "-23.Test", "Test", SimulatorAppKind::user, "1", true, false},
+      {"plist/appinfo-system.txt", "com.apple.springboard", "SpringBoard", SimulatorAppKind::unknown, "50", false, true},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.fixture);
+    auto value = parsePropertyList(readFixture(c.fixture));
+    ASSERT_TRUE(value);
+    auto app = simulatorAppFromListing(c.bundleIdentifier, *value);
+    ASSERT_TRUE(app);
+    EXPECT_EQ(app->displayName, c.displayName);
+    EXPECT_EQ(app->kind, c.kind);
+    EXPECT_EQ(app->version, c.version);
+    EXPECT_EQ(app->hasDataContainer, c.hasDataContainer);
+    EXPECT_EQ(isHiddenAppEntry(*value), c.hidden);
+    EXPECT_TRUE(app->bundlePath.ends_with(".app")) << app->bundlePath;
+  }
+  EXPECT_FALSE(simulatorAppFromListing("x", PropertyListValue("User")));
+}
+
+TEST(SimulatorAppTest, DisplayNameFallsBackToBundleNameThenIdentifier) {
+  using Dictionary = PropertyListDictionary;
+  struct Case {
+    Dictionary entry;
+    const char* expected;
+  };
+  const Case cases[] = {
+      {Dictionary{{"CFBundleDisplayName", "Shown"}, {"CFBundleName", "Named"}}, "Shown"},
+      {Dictionary{{"CFBundleName", "Named"}}, "Named"},
+      {Dictionary{{"CFBundleDisplayName", ""}, {"CFBundleName", "Named"}}, "Named"},
+      {Dictionary{{"CFBundleDisplayName", PropertyListValue(true)}, {"CFBundleName", "Named"}}, "Named"},
+      {Dictionary{{"CFBundleDisplayName", ""}, {"CFBundleName", ""}}, "com.example.id"},
+      {Dictionary{}, "com.example.id"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.expected);
+    auto app = simulatorAppFromListing("com.example.id", PropertyListValue(c.entry));
+    ASSERT_TRUE(app);
+    EXPECT_EQ(app->displayName, c.expected);
+  }
+}
+
+TEST(SimulatorAppTest, FlagsAcceptBooleansAndTrueTexts) {
+  struct Case {
+    PropertyListValue value;
+    bool expected;
+  };
+  const Case cases[] = {
+      {PropertyListValue(true), true},   {PropertyListValue(false), false}, {PropertyListValue("true"), true},
+      {PropertyListValue("TRUE"), true}, {PropertyListValue("1"), true},    {PropertyListValue("YES"), true},
+      {PropertyListValue("0"), false},   {PropertyListValue("2"), false},   {PropertyListValue(""), false},
+      {PropertyListValue(1), false},
+  };
+  for (std::size_t i = 0; i < std::size(cases); ++i) {
+    SCOPED_TRACE("case " + std::to_string(i));
+    auto app = simulatorAppFromListing("a", PropertyListValue(PropertyListDictionary{{"IsDeveloperApp", cases[i].value}}));
+    ASSERT_TRUE(app);
+    EXPECT_EQ(app->isDeveloperApp, cases[i].expected);
+  }
+  // The text form simctl prints, for every flag.
+  auto listed = decodeAppList(
+      "{ a = { IsAppClip = 1; IsRemovable = true; IsFirstParty = YES; IsDeveloperApp = 0; };"
+      " b = { ApplicationType = User; IsHidden = 1; }; }");
+  ASSERT_TRUE(listed);
+  ASSERT_EQ(identifiers(*listed), std::vector<std::string>{"a"});
+  const SimulatorApp& a = (*listed)[0];
+  EXPECT_TRUE(a.isAppClip && a.isRemovable && a.isFirstParty);
+  EXPECT_FALSE(a.isDeveloperApp);
+}
+
+TEST(SimulatorAppTest, KindsAndFilters) {
+  auto apps = decodeAppList(
+      "{ s = { ApplicationType = System; }; u = { ApplicationType = User; }; x = { ApplicationType = user; };"
+      " n = { CFBundleName = none; }; }");
+  ASSERT_TRUE(apps);
+  EXPECT_EQ(identifiers(filterApps(*apps, SimulatorAppFilter::user)), std::vector<std::string>{"u"});
+  EXPECT_EQ(identifiers(filterApps(*apps, SimulatorAppFilter::system)), std::vector<std::string>{"s"});
+  EXPECT_EQ(filterApps(*apps, SimulatorAppFilter::all).size(), 4u);  // "user" in lower case is unknown
+  for (auto filter : {SimulatorAppFilter::all, SimulatorAppFilter::user, SimulatorAppFilter::system}) {
+    EXPECT_EQ(simulatorAppFilterFromRawValue(rawValue(filter)), filter);
+  }
+}
+
+TEST(SimulatorAppTest, SortIgnoresAsciiCaseAndBreaksTiesByIdentifier) {
+  auto apps = decodeAppList(
+      "{ z = { CFBundleName = zebra; }; b = { CFBundleName = apple; }; a = { CFBundleName = Apple; };"
+      " m = { CFBundleName = Mango; }; }");
+  ASSERT_TRUE(apps);
+  EXPECT_EQ(identifiers(*apps), (std::vector<std::string>{"a", "b", "m", "z"}));
+}
+
+TEST(SimulatorAppTest, UnreadableListingsSayWhy) {
+  struct Case {
+    const char* text;
+    const char* reason;  // nullptr: any reason from the property-list reader
+  };
+  const Case cases[] = {
+      {"( a, b )", "The top level is not a dictionary."},
+      {"plain", "The top level is not a dictionary."},
+      {"{ com.example.a = text; }", "The entry for com.example.a is not a dictionary."},
+      {"{ a = { b = c; };", nullptr},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.text);
+    auto apps = decodeAppList(c.text);
+    ASSERT_FALSE(apps);
+    if (c.reason) {
+      EXPECT_EQ(apps.error().reason, c.reason);
+    } else {
+      EXPECT_FALSE(apps.error().reason.empty());
+    }
+  }
+}
+
+TEST(SimulatorAppTest, LaunchOutputGivesTheProcessIdentifier) {
+  struct Case {
+    const char* text;
+    std::optional<std::int32_t> pid;
+  };
+  const Case cases[] = {
+      {"com.DefaultCompany.NeonDrift: 96076\n", 96076},
+      {"app.yinghua.Yinghua-ios: 43623", 43623},
+      {"hello from the app\ncom.example: 41234\r\n\n", 41234},
+      {"com.example: 12\nconsole output after it\n", std::nullopt},
+      {"com.example: ", std::nullopt},
+      {"com.example: 0", std::nullopt},
+      {"com.example: -5", std::nullopt},
+      {"com.example: 99999999999", std::nullopt},
+      {"com.example: 12x", std::nullopt},
+      {"", std::nullopt},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.text);
+    EXPECT_EQ(parseLaunchOutput(c.text).processIdentifier, c.pid);
+  }
+}
+
+}  // namespace
+}  // namespace orvanta
