@@ -1,8 +1,5 @@
-#include <signal.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
-#include <cstdlib>
 #include <fstream>
 
 #include <gtest/gtest.h>
@@ -65,10 +62,8 @@ TEST_F(AppsCliTest, ListsTheTargetsAppsSortedAndFiltered) {
   auto text = orvanta({"apps"});
   ASSERT_EQ(text.status, 0) << text.err;
   EXPECT_TRUE(text.out.starts_with("NAME")) << text.out;
-  EXPECT_TRUE(contains(text.out, kCafe));
-  EXPECT_TRUE(contains(text.out, "Field Notes"));  // no display name: its bundle name
   EXPECT_FALSE(contains(text.out, "SpringBoard"));  // hidden
-  EXPECT_LT(text.out.find(kCafe), text.out.find("Field Notes"));
+  EXPECT_LT(text.out.find(kCafe), text.out.find("Field Notes"));  // no display name: its bundle name
   EXPECT_LT(text.out.find("Field Notes"), text.out.find("Safari"));
 
   auto user = appsJson("user");
@@ -90,7 +85,6 @@ TEST_F(AppsCliTest, ListsTheTargetsAppsSortedAndFiltered) {
     EXPECT_EQ(app["kind"], "system");
     EXPECT_FALSE(app.contains("iconPath"));  // their bundles live in the runtime
   }
-  EXPECT_EQ((*find(system, "com.apple.Bridge"))["displayName"], "Watch");
   EXPECT_EQ(appsJson().size(), user.size() + system.size());
 
   EXPECT_EQ(orvanta({"apps", "--filter", "hidden"}).status, 2);
@@ -115,7 +109,6 @@ TEST_F(AppsCliTest, LaunchAndTerminate) {
   auto stopped = orvanta({"--json", "app", "terminate", "com.example.cafe"});
   EXPECT_EQ(stopped.status, 1);
   EXPECT_EQ(stopped.json()["error"]["kind"], "appNotRunning");
-  EXPECT_EQ(stopped.json()["error"]["message"], kCafe + " isn't running.");
   EXPECT_TRUE(contains(stopped.err, "orvanta: " + kCafe + " isn't running.\n"));
 
   // A hidden app is not listed but still found; simctl refuses to launch it.
@@ -129,7 +122,6 @@ TEST_F(AppsCliTest, LaunchAndTerminate) {
   auto missing = orvanta({"--json", "app", "launch", "com.example.missing"});
   EXPECT_EQ(missing.status, 1);
   EXPECT_EQ(missing.json()["error"]["kind"], "noAppSelected");
-  EXPECT_EQ(missing.json()["error"]["message"], "Choose an installed app.");
   EXPECT_TRUE(contains(missing.err, "com.example.missing is not installed on iPhone 16.")) << missing.err;
 }
 
@@ -143,7 +135,6 @@ TEST_F(AppsCliTest, InstallThenUninstallWithConfirmation) {
   const auto* rocket = find(listed, "com.example.rocket");
   ASSERT_NE(rocket, nullptr) << listed.dump();
   const fs::path bundle = (*rocket)["bundlePath"].get<std::string>();
-  EXPECT_NE(bundle, built);  // the simulator's copy
   EXPECT_EQ(fs::path((*rocket)["iconPath"].get<std::string>()), bundle / "Icon@2x.png");
   EXPECT_EQ((*rocket)["version"], "3");
   const std::string data = orvanta({"app", "container", "com.example.rocket"}).out;
@@ -168,90 +159,39 @@ TEST_F(AppsCliTest, InstallThenUninstallWithConfirmation) {
   auto kept = orvanta({"--json", "-y", "app", "uninstall", "com.apple.mobilesafari"});
   EXPECT_EQ(kept.status, 1);
   EXPECT_EQ(kept.json()["error"]["kind"], "appStillInstalled");
-  EXPECT_EQ(kept.json()["error"]["message"], "The simulator did not remove the app: Safari");
-
-  auto notABundle = orvanta({"app", "install", (root() / "Build").string()});
-  EXPECT_EQ(notABundle.status, 1);
-  EXPECT_TRUE(notABundle.err.starts_with(
-      "orvanta: Install failed: An error was encountered processing the command (domain=NSPOSIXErrorDomain, code=2):\n"
-      "Failed to install the requested application\n"))
-      << notABundle.err;
 }
 
 TEST_F(AppsCliTest, AnotherProcessHoldingTheSimulatorRefusesChanges) {
   ASSERT_EQ(orvanta({"app", "launch", "com.example.cafe"}).status, 0);
-  int ready[2];
-  ASSERT_EQ(::pipe(ready), 0);
-  pid_t child = ::fork();
-  ASSERT_GE(child, 0);
-  if (child == 0) {
-    SimulatorMutationGate holder(root() / "runtime" / "orvanta");
-    char ok = holder.acquire(kIPhone16, gate_labels::scenario) ? 'y' : 'n';
-    (void)::write(ready[1], &ok, 1);
-    ::pause();
-    std::_Exit(0);
-  }
-  ::close(ready[1]);
-  char answer = 0;
-  ASSERT_EQ(::read(ready[0], &answer, 1), 1);
-  ::close(ready[0]);
-  ASSERT_EQ(answer, 'y');
+  SimulatorMutationGate holder(root() / "runtime" / "orvanta");
+  ASSERT_TRUE(holder.acquire(kIPhone16, gate_labels::scenario));
 
-  const std::string busy = "Another change to this simulator's apps is in progress. Try again when it finishes.";
-  for (const auto& command : std::vector<std::vector<std::string>>{{"app", "uninstall", "com.example.cafe", "--yes"},
-                                                                   {"app", "terminate", "com.example.cafe"},
-                                                                   {"app", "install", (root() / "X.app").string()}}) {
-    SCOPED_TRACE(command[1]);
-    auto refused = orvanta(command);
-    EXPECT_EQ(refused.status, 1);
-    EXPECT_TRUE(refused.err.starts_with("orvanta: " + busy + "\n")) << refused.err;
-    EXPECT_TRUE(contains(refused.err, "iPhone 16 is held by scenario (pid " + std::to_string(child) + ").")) << refused.err;
-  }
-  auto json = orvanta({"--json", "app", "launch", "com.example.cafe"}).json();
-  EXPECT_EQ(json["error"]["kind"], "simulatorBusy");
-  EXPECT_EQ(json["error"]["message"], busy);
-  // Reading is not a change.
-  EXPECT_EQ(orvanta({"apps"}).status, 0);
+  // Every change is refused by the app service (checked there for each); here the refusal reaches the user.
+  auto refused = orvanta({"app", "uninstall", "com.example.cafe", "--yes"});
+  EXPECT_EQ(refused.status, 1);
+  EXPECT_TRUE(refused.err.starts_with(
+      "orvanta: Another change to this simulator's apps is in progress. Try again when it finishes.\n"))
+      << refused.err;
+  EXPECT_TRUE(contains(refused.err, "iPhone 16 is held by scenario (pid " + std::to_string(::getpid()) + ")."))
+      << refused.err;
+  EXPECT_EQ(orvanta({"--json", "app", "terminate", "com.example.cafe"}).json()["error"]["kind"], "simulatorBusy");
+  EXPECT_EQ(orvanta({"apps"}).status, 0) << "reading is not a change";
 
-  ::kill(child, SIGKILL);
-  int status = 0;
-  ::waitpid(child, &status, 0);
+  holder.release(kIPhone16, gate_labels::scenario);
   // Nothing was changed while refused: the app is installed and still running.
   ASSERT_NE(find(appsJson("user"), "com.example.cafe"), nullptr);
   EXPECT_EQ(orvanta({"app", "terminate", "com.example.cafe"}).status, 0);
 }
 
-TEST_F(AppsCliTest, TheEmulatorPrintsWhatSimctlPrints) {
+// The emulator's listing has the forms real simctl prints, so the tests above read them through orvanta:
+// \U escapes, quoted quotes, nested containers and unquoted numbers.
+TEST_F(AppsCliTest, TheEmulatorListsAppsAsSimctlPrintsThem) {
   auto listed = simctl({"listapps", kIPhone16});
   ASSERT_EQ(listed.status, 0) << listed.err;
-  EXPECT_TRUE(listed.out.starts_with("{\n    \"com.apple.Bridge\" =     {\n        ApplicationType = System;\n        "
-                                     "Bundle = \"file:///Library/Developer/CoreSimulator/Profiles/Runtimes/iOS%2018.2."
-                                     "simruntime/"))
-      << listed.out;
   EXPECT_TRUE(contains(listed.out, "        CFBundleDisplayName = \"Caf\\U00e9 \\\"Bar\\\"\";\n"));
   EXPECT_TRUE(contains(listed.out, "        GroupContainers =         {\n            \"group.com.apple.bridge\" = \"file://"));
   EXPECT_TRUE(contains(listed.out, "        SBAppTags =         (\n            \"watch-companion\"\n        );\n    };\n"));
   EXPECT_TRUE(contains(listed.out, "        CFBundleVersion = 42;\n"));
-  EXPECT_TRUE(listed.out.ends_with("    };\n}\n"));
-
-  auto stub = simctl({"appinfo", kIPhone16, "com.apple.nope"});
-  EXPECT_EQ(stub.status, 0);
-  EXPECT_EQ(stub.out, "{\n    CFBundleIdentifier = \"com.apple.nope\";\n    GroupContainers =     {\n    };\n"
-                      "    SBAppTags =     (\n    );\n}\n");
-
-  auto launchMissing = simctl({"launch", kIPhone16, "com.apple.nope"});
-  EXPECT_EQ(launchMissing.status, 4);
-  EXPECT_EQ(launchMissing.err,
-            "An error was encountered processing the command (domain=FBSOpenApplicationServiceErrorDomain, code=4):\n"
-            "Simulator device failed to launch com.apple.nope.\n"
-            "Underlying error (domain=FBSOpenApplicationServiceErrorDomain, code=4):\n"
-            "\tThe request to open \"com.apple.nope\" failed.\n");
-
-  auto noContainer = simctl({"get_app_container", kIPhone16, "com.apple.nope", "data"});
-  EXPECT_EQ(noContainer.status, 2);
-  EXPECT_EQ(noContainer.err, "An error was encountered processing the command (domain=NSPOSIXErrorDomain, code=2):\n"
-                             "The operation couldn\xe2\x80\x99t be completed. No such file or directory\n"
-                             "No such file or directory\n");
 }
 
 }  // namespace

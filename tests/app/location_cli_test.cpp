@@ -62,8 +62,8 @@ class LocationCliTest : public testing::CliTest {
     return path.string();
   }
 
-  void expectFailure(const CliResult& result, int status, const std::string& kind, const std::string& message) {
-    EXPECT_EQ(result.status, status) << result.err;
+  void expectFailure(const CliResult& result, const std::string& kind, const std::string& message) {
+    EXPECT_EQ(result.status, 1) << result.err;
     EXPECT_TRUE(result.err.starts_with("orvanta: " + message + "\n")) << result.err;
     if (!result.out.empty()) {
       EXPECT_EQ(result.json()["error"]["kind"], kind);
@@ -94,66 +94,45 @@ TEST_F(LocationCliTest, SetClearAndHistory) {
 
 TEST_F(LocationCliTest, RefusalsCarryTheToolsSentences) {
   struct Row {
-    const char* label;
     std::vector<std::string> arguments;
-    int status;
     const char* kind;
     const char* message;
   };
   const Row rows[] = {
-      {"a comma",
-       {"location", "set", "48,1", "11"},
-       1,
+      {{"location", "set", "48,1", "11"},
        "invalidLatitude",
        "Latitude must be a finite dot-decimal number (for example, 48.137154)."},
-      {"out of range",
-       {"location", "set", "48", "181"},
-       1,
-       "longitudeOutOfRange",
-       "Longitude must be between -180 and 180."},
-      {"a shut-down device",
-       {"location", "clear", "--device", kIPadPro},
-       1,
+      {{"location", "set", "48", "181"}, "longitudeOutOfRange", "Longitude must be between -180 and 180."},
+      {{"location", "clear", "--device", kIPadPro},
        "simulatorNotBooted",
        "The selected simulator is no longer booted. Choose a simulator explicitly."},
-      {"a missing GPX file",
-       {"gpx", "inspect", "/nonexistent/ride.gpx"},
-       1,
-       "gpxUnreadable",
-       "The GPX file could not be read."},
-      {"a bad speed",
-       {"location", "route", "x.gpx", "--speed", "-3"},
-       1,
+      {{"gpx", "inspect", "/nonexistent/ride.gpx"}, "gpxUnreadable", "The GPX file could not be read."},
+      {{"location", "route", "x.gpx", "--speed", "-3"},
        "invalidSpeed",
        "Speed must be a positive dot-decimal number of meters per second (for example, 20)."},
-      {"an unknown scenario",
-       {"location", "scenario", "Moon Walk"},
-       1,
+      {{"location", "scenario", "Moon Walk"},
        "scenarioUnavailable",
        "The scenario \u201cMoon Walk\u201d is no longer available on this simulator. The list has been refreshed."},
-      {"an unknown preset", {"location", "preset", "Office"}, 1, "presetNotFound", "This preset no longer exists."},
+      {{"location", "preset", "Office"}, "presetNotFound", "This preset no longer exists."},
   };
   for (const auto& row : rows) {
-    SCOPED_TRACE(row.label);
+    SCOPED_TRACE(row.kind);
     auto arguments = row.arguments;
     arguments.push_back("--json");
-    expectFailure(orvanta(arguments), row.status, row.kind, row.message);
+    expectFailure(orvanta(arguments), row.kind, row.message);
   }
   EXPECT_TRUE(emulatorLocation(kIPhone16).is_null()) << "nothing reached the simulator";
 
   ASSERT_EQ(orvanta({"target", "clear"}).status, 0);
   auto unchosen = orvanta({"location", "set", "1", "2"});
-  expectFailure(unchosen, 1, "noSimulatorSelected", "Choose a booted simulator.");
+  expectFailure(unchosen, "noSimulatorSelected", "Choose a booted simulator.");
   EXPECT_TRUE(contains(unchosen.err, "2 Simulators booted")) << unchosen.err;
 }
 
 TEST_F(LocationCliTest, SimctlFailuresAndABusySimulator) {
-  setEnvironment(
-      "ORVANTA_EMULATOR_FAULTS",
-      R"({"location": {"exit": 149, "stderr": "An error was encountered processing the command (domain=com.apple.CoreSimulator.SimError, code=405):\nUnable to lookup in current state: Shutdown\n"}})");
-  expectFailure(orvanta({"location", "set", "1", "2"}), 1, "simctlFailed",
-                "Location command failed (exit 149): An error was encountered processing the command "
-                "(domain=com.apple.CoreSimulator.SimError, code=405):\nUnable to lookup in current state: Shutdown");
+  setEnvironment("ORVANTA_EMULATOR_FAULTS", R"({"location": {"exit": 149, "stderr": "Unable to lookup\n"}})");
+  expectFailure(orvanta({"location", "set", "1", "2"}), "simctlFailed",
+                "Location command failed (exit 149): Unable to lookup");
   EXPECT_TRUE(orvanta({"--json", "location", "history"}).json().empty()) << "a failed set is not remembered";
   setEnvironment("ORVANTA_EMULATOR_FAULTS", "");
 
@@ -161,7 +140,7 @@ TEST_F(LocationCliTest, SimctlFailuresAndABusySimulator) {
   SimulatorMutationGate other(root() / "runtime" / "orvanta");
   ASSERT_TRUE(other.acquire(kIPhone16, gate_labels::scenario));
   auto busy = orvanta({"location", "clear"});
-  expectFailure(busy, 1, "simulatorBusy", "Another operation is changing this simulator. Try again when it finishes.");
+  expectFailure(busy, "simulatorBusy", "Another operation is changing this simulator. Try again when it finishes.");
   EXPECT_TRUE(contains(busy.err, "Held by: scenario (pid ")) << busy.err;
   EXPECT_TRUE(emulatorLocation(kIPhone16).is_null());
   other.release(kIPhone16, gate_labels::scenario);
@@ -198,17 +177,16 @@ TEST_F(LocationCliTest, AGpxRouteIsPlayedRememberedAndReplayed) {
   EXPECT_EQ(replayed.json()["note"], kRouteNote);
   EXPECT_EQ(emulatorLocation(kIPhone16)["speed"], 20);
   EXPECT_EQ(emulatorLocation(kIPhone16)["waypoints"], waypoints);
-  EXPECT_EQ(orvanta({"--json", "location", "recents"}).json().size(), 1u);
 
   testing::writeBytes(saved, "{}");
-  expectFailure(orvanta({"location", "route", "--recent", id}), 1, "routeDataUnavailable",
+  expectFailure(orvanta({"location", "route", "--recent", id}), "routeDataUnavailable",
                 "This recent route's saved data is missing or unreadable. Remove it and import the GPX file again.");
 
   auto removed = orvanta({"location", "recents", "--remove", id});
   ASSERT_EQ(removed.status, 0) << removed.err;
   EXPECT_TRUE(contains(removed.out, "Saved route data is deleted. GPX files and the Simulator are unaffected.\n"));
   EXPECT_TRUE(orvanta({"--json", "location", "recents"}).json().empty());
-  expectFailure(orvanta({"location", "route", "--recent", id}), 1, "recentNotFound",
+  expectFailure(orvanta({"location", "route", "--recent", id}), "recentNotFound",
                 "No recent route has the id " + id + ".");
 }
 
@@ -232,24 +210,19 @@ TEST_F(LocationCliTest, GpxInspectNeedsNoSimulator) {
   EXPECT_TRUE(contains(text.out, "Average over the whole route. The simulator cannot replay per-point timestamps."));
 
   struct Row {
-    const char* label;
     std::string content;
     const char* kind;
     const char* message;
   };
   const Row rows[] = {
-      {"a point without lon",
-       R"(<gpx xmlns="http://www.topografix.com/GPX/1/1"><trk><trkseg><trkpt lat="1" lon="2"/><trkpt lat="1"/></trkseg></trk></gpx>)",
-       "gpxInvalidPoint", "Point 2: missing lon attribute."},
-      {"not XML", "<gpx><trk>", "gpxMalformedXML", "The file is not well-formed XML, so it can't be a valid GPX file."},
-      {"an entity", R"(<!DOCTYPE gpx [<!ENTITY a "b">]><gpx/>)", "gpxUnsafeContent",
+      {"<gpx><trk>", "gpxMalformedXML", "The file is not well-formed XML, so it can't be a valid GPX file."},
+      {R"(<!DOCTYPE gpx [<!ENTITY a "b">]><gpx/>)", "gpxUnsafeContent",
        "The GPX file declares a DTD or entities, which Orvanta refuses to process."},
-      {"too large", std::string(26214401, ' '), "gpxTooLarge",
-       "The GPX file is larger than 26.2 MB. Use a smaller file."},
+      {std::string(26214401, ' '), "gpxTooLarge", "The GPX file is larger than 26.2 MB. Use a smaller file."},
   };
   for (const auto& row : rows) {
-    SCOPED_TRACE(row.label);
-    expectFailure(orvanta({"--json", "gpx", "inspect", writeGpx("bad.gpx", row.content)}), 1, row.kind, row.message);
+    SCOPED_TRACE(row.kind);
+    expectFailure(orvanta({"--json", "gpx", "inspect", writeGpx("bad.gpx", row.content)}), row.kind, row.message);
   }
 
   // A route the simulator cannot take is still inspected, with the reason it cannot be played.
@@ -266,7 +239,7 @@ TEST_F(LocationCliTest, PresetsAndScenarios) {
   ASSERT_EQ(added.status, 0) << added.err;
   const std::string id = added.json()["id"];
   EXPECT_EQ(added.json()["label"], "Office");
-  expectFailure(orvanta({"location", "presets", "add", "Desk", "37.3349", "-122.009"}), 1, "duplicatePreset",
+  expectFailure(orvanta({"location", "presets", "add", "Desk", "37.3349", "-122.009"}), "duplicatePreset",
                 "These coordinates already have a preset. Edit the existing preset instead.");
 
   auto chosen = orvanta({"location", "preset", "Office"});

@@ -26,7 +26,6 @@ TEST(SimulatorAppTest, ListingCaptureBecomesSortedVisibleApps) {
   const SimulatorApp& cafe = (*apps)[0];
   EXPECT_EQ(cafe.displayName, "Caf\xc3\xa9 \"Bar\"");
   EXPECT_EQ(cafe.kind, SimulatorAppKind::user);
-  EXPECT_FALSE(cafe.isSystemApp);
   EXPECT_EQ(cafe.version, "42");
   EXPECT_EQ(cafe.executableName, std::nullopt);
   EXPECT_EQ(cafe.bundlePath, "");
@@ -35,7 +34,6 @@ TEST(SimulatorAppTest, ListingCaptureBecomesSortedVisibleApps) {
   const SimulatorApp& bridge = (*apps)[1];
   EXPECT_EQ(bridge.displayName, "Watch");
   EXPECT_EQ(bridge.kind, SimulatorAppKind::system);
-  EXPECT_TRUE(bridge.isSystemApp);
   EXPECT_EQ(bridge.version, "1.0");
   EXPECT_EQ(bridge.build, "1.0");
   EXPECT_EQ(bridge.executableName, "Bridge");
@@ -43,16 +41,11 @@ TEST(SimulatorAppTest, ListingCaptureBecomesSortedVisibleApps) {
   EXPECT_EQ(bridge.bundlePath,
             "/Library/Developer/CoreSimulator/Volumes/iOS_22C150/Library/Developer/CoreSimulator/Profiles/Runtimes/"
             "iOS 18.2.simruntime/Contents/Resources/RuntimeRoot/Applications/Bridge.app");
-  EXPECT_FALSE(bridge.isDeveloperApp || bridge.isRemovable || bridge.isFirstParty || bridge.isAppClip);
 
   auto withHidden = decodeAppList(readFixture("plist/listapps.txt"), true);
   ASSERT_TRUE(withHidden);
-  ASSERT_EQ(withHidden->size(), 3u);
-  const SimulatorApp& springboard = (*withHidden)[1];
-  EXPECT_EQ(springboard.bundleIdentifier, "com.apple.springboard");
-  EXPECT_EQ(springboard.displayName, "SpringBoard");  // no CFBundleDisplayName
-  EXPECT_EQ(springboard.kind, SimulatorAppKind::unknown);
-  EXPECT_FALSE(springboard.hasDataContainer);
+  EXPECT_EQ(identifiers(*withHidden),
+            (std::vector<std::string>{"com.example.cafe", "com.apple.springboard", "com.apple.Bridge"}));
 }
 
 TEST(SimulatorAppTest, AppinfoCapturesConvert) {
@@ -108,32 +101,18 @@ TEST(SimulatorAppTest, DisplayNameFallsBackToBundleNameThenIdentifier) {
   }
 }
 
-TEST(SimulatorAppTest, FlagsAcceptBooleansAndTrueTexts) {
-  struct Case {
-    PropertyListValue value;
-    bool expected;
-  };
-  const Case cases[] = {
-      {PropertyListValue(true), true},   {PropertyListValue(false), false}, {PropertyListValue("true"), true},
-      {PropertyListValue("TRUE"), true}, {PropertyListValue("1"), true},    {PropertyListValue("YES"), true},
-      {PropertyListValue("0"), false},   {PropertyListValue("2"), false},   {PropertyListValue(""), false},
-      {PropertyListValue(1), false},
-  };
-  for (std::size_t i = 0; i < std::size(cases); ++i) {
-    SCOPED_TRACE("case " + std::to_string(i));
-    auto app = simulatorAppFromListing("a", PropertyListValue(PropertyListDictionary{{"IsDeveloperApp", cases[i].value}}));
-    ASSERT_TRUE(app);
-    EXPECT_EQ(app->isDeveloperApp, cases[i].expected);
-  }
-  // The text form simctl prints, for every flag.
+// Each flag is read with the property-list text rules (1, true, YES), which simctl prints.
+TEST(SimulatorAppTest, FlagsAreReadFromTheirOwnKeys) {
   auto listed = decodeAppList(
       "{ a = { IsAppClip = 1; IsRemovable = true; IsFirstParty = YES; IsDeveloperApp = 0; };"
-      " b = { ApplicationType = User; IsHidden = 1; }; }");
+      " b = { ApplicationType = User; IsHidden = 1; }; c = { IsDeveloperApp = true; }; }");
   ASSERT_TRUE(listed);
-  ASSERT_EQ(identifiers(*listed), std::vector<std::string>{"a"});
+  ASSERT_EQ(identifiers(*listed), (std::vector<std::string>{"a", "c"}));
   const SimulatorApp& a = (*listed)[0];
   EXPECT_TRUE(a.isAppClip && a.isRemovable && a.isFirstParty);
   EXPECT_FALSE(a.isDeveloperApp);
+  EXPECT_TRUE((*listed)[1].isDeveloperApp);
+  EXPECT_FALSE((*listed)[1].isAppClip || (*listed)[1].isRemovable || (*listed)[1].isFirstParty);
 }
 
 TEST(SimulatorAppTest, KindsAndFilters) {
@@ -144,9 +123,6 @@ TEST(SimulatorAppTest, KindsAndFilters) {
   EXPECT_EQ(identifiers(filterApps(*apps, SimulatorAppFilter::user)), std::vector<std::string>{"u"});
   EXPECT_EQ(identifiers(filterApps(*apps, SimulatorAppFilter::system)), std::vector<std::string>{"s"});
   EXPECT_EQ(filterApps(*apps, SimulatorAppFilter::all).size(), 4u);  // "user" in lower case is unknown
-  for (auto filter : {SimulatorAppFilter::all, SimulatorAppFilter::user, SimulatorAppFilter::system}) {
-    EXPECT_EQ(simulatorAppFilterFromRawValue(rawValue(filter)), filter);
-  }
 }
 
 TEST(SimulatorAppTest, SortIgnoresAsciiCaseAndBreaksTiesByIdentifier) {
@@ -164,7 +140,6 @@ TEST(SimulatorAppTest, UnreadableListingsSayWhy) {
   };
   const Case cases[] = {
       {"( a, b )", "The top level is not a dictionary."},
-      {"plain", "The top level is not a dictionary."},
       {"{ com.example.a = text; }", "The entry for com.example.a is not a dictionary."},
       {"{ a = { b = c; };", nullptr},
   };
@@ -187,15 +162,12 @@ TEST(SimulatorAppTest, LaunchOutputGivesTheProcessIdentifier) {
   };
   const Case cases[] = {
       {"com.DefaultCompany.NeonDrift: 96076\n", 96076},
-      {"app.yinghua.Yinghua-ios: 43623", 43623},
       {"hello from the app\ncom.example: 41234\r\n\n", 41234},
       {"com.example: 12\nconsole output after it\n", std::nullopt},
       {"com.example: ", std::nullopt},
       {"com.example: 0", std::nullopt},
-      {"com.example: -5", std::nullopt},
       {"com.example: 99999999999", std::nullopt},
       {"com.example: 12x", std::nullopt},
-      {"", std::nullopt},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.text);

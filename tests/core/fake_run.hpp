@@ -3,12 +3,11 @@
 
 #include <deque>
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 #include <string>
 #include <vector>
 
 #include "core/process_runner.hpp"
+#include "tests/support/test_files.hpp"
 
 namespace orvanta::testing {
 
@@ -36,12 +35,5 @@ struct FakeRun {
     };
   }
 };
-
-inline std::string readFixture(const std::string& relative) {
-  std::ifstream file(std::filesystem::path(ORVANTA_FIXTURES) / relative, std::ios::binary);
-  std::stringstream text;
-  text << file.rdbuf();
-  return text.str();
-}
 
 }  // namespace orvanta::testing

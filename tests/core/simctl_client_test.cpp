@@ -114,22 +114,5 @@ TEST(SimulatorDiscoveryServiceTest, KeepsTheLastGoodListAndReportsTheLastError) 
   EXPECT_EQ(refreshed, 2);
 }
 
-TEST(SimulatorDiscoveryServiceTest, TheFallbackTimerStopsWithTheService) {
-  FakeRun fake;
-  MainLoop loop;
-  int listed = 0;
-  SimctlClient client{[&](const std::filesystem::path&, const std::vector<std::string>&, orvanta::stop_token) {
-    ++listed;
-    return ProcessRunner::Result(ProcessRunner::Output{ByteBuffer("{\"devices\": {}}"), {}, 0, false});
-  }};
-  {
-    SimulatorDiscoveryService discovery(client);
-    discovery.startFallbackTimer(loop);
-    discovery.startFallbackTimer(loop);  // restarting replaces the timer rather than adding one
-  }
-  loop.runFor(MainLoop::Seconds(0.05));
-  EXPECT_EQ(listed, 0);
-}
-
 }  // namespace
 }  // namespace orvanta

@@ -13,7 +13,6 @@ TEST(SimulatorTargetTest, StatusResolution) {
   const auto booted = device("A", "iPhone 16", SimulatorState::booted);
   const auto other = device("B", "iPad Air", SimulatorState::booted);
   const auto shutdown = device("C", "iPhone 15", SimulatorState::shutdown);
-  const auto booting = device("C", "iPhone 15", SimulatorState::booting);
   struct Case {
     const char* what;
     std::optional<std::string> remembered;
@@ -23,10 +22,8 @@ TEST(SimulatorTargetTest, StatusResolution) {
       {"nothing chosen, nothing booted", std::nullopt, {shutdown}, SimulatorTargetStatus::noBootedSimulator()},
       {"nothing chosen, one booted: still a choice", std::nullopt, {booted, shutdown},
        SimulatorTargetStatus::needsChoice(1)},
-      {"nothing chosen, two booted", std::nullopt, {booted, other}, SimulatorTargetStatus::needsChoice(2)},
       {"chosen and booted", "A", {booted, other}, SimulatorTargetStatus::selected(booted)},
       {"chosen, shut down", "C", {booted, shutdown}, SimulatorTargetStatus::lost("C", shutdown)},
-      {"chosen, booting again", "C", {booting}, SimulatorTargetStatus::lost("C", booting)},
       {"chosen, deleted", "Z", {booted}, SimulatorTargetStatus::lost("Z", std::nullopt)},
       {"udids compare exactly", "a", {booted}, SimulatorTargetStatus::lost("a", std::nullopt)},
   };

@@ -4,7 +4,6 @@
 #include <string>
 #include <vector>
 
-#include "tools/location/location_commands.hpp"
 #include "tools/location/location_route_playback.hpp"
 
 namespace orvanta {
@@ -33,7 +32,6 @@ TEST(LocationRoutePlaybackTest, PointLimitsAndTheAntimeridian) {
   };
   const Row rows[] = {
       {"one point", routeOf({line(1)}), Case::routeNeedsTwoPoints},
-      {"no segments", routeOf({}), Case::routeNeedsTwoPoints},
       {"two points in two segments", routeOf({line(1), line(1)}), {}},
       {"exactly 4000", routeOf({line(2500), line(1500)}), {}},
       {"4001", routeOf({line(4001)}), Case::routeTooManyPoints},
@@ -84,21 +82,6 @@ TEST(LocationRouteMetricsTest, DistanceAlongSegmentsAndTimedSpeed) {
   EXPECT_FALSE(metrics.duration.has_value());
   EXPECT_FALSE(metrics.timedAverageSpeed().has_value());
   EXPECT_FALSE(routeMetrics(routeOf({})).has_value());
-}
-
-TEST(LocationCommandsTest, ArgumentListsWordByWord) {
-  using Words = std::vector<std::string>;
-  const std::string udid = "8A0C2C3E-1C5B-4E0C-9B4F-3D2E7A1B6C5D";
-  EXPECT_EQ(locationSetArguments(udid, {0.00001, -0.0}), (Words{"simctl", "location", udid, "set", "0.00001,0"}));
-  EXPECT_EQ(locationClearArguments(udid), (Words{"simctl", "location", udid, "clear"}));
-  EXPECT_EQ(locationListArguments(udid), (Words{"simctl", "location", udid, "list"}));
-  EXPECT_EQ(locationRunArguments(udid, "City Bicycle Ride"),
-            (Words{"simctl", "location", udid, "run", "City Bicycle Ride"}));
-  const std::vector<SimulatedLocation> positions = {{37.629538, -122.395733}, {40.628083, -73.768254}};
-  EXPECT_EQ(locationStartArguments(udid, 20, positions),
-            (Words{"simctl", "location", udid, "start", "--speed=20", "--", "37.629538,-122.395733",
-                   "40.628083,-73.768254"}));
-  EXPECT_EQ(locationStartArguments(udid, 0.125, positions)[4], "--speed=0.125");
 }
 
 }  // namespace

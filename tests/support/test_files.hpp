@@ -48,6 +48,11 @@ inline std::optional<std::string> readBytes(const std::filesystem::path& path) {
   return text.str();
 }
 
+// A captured file under tests/fixtures, or "" when it is missing.
+inline std::string readFixture(const std::string& relative) {
+  return readBytes(std::filesystem::path(ORVANTA_FIXTURES) / relative).value_or("");
+}
+
 // The permission bits of `path` (without following a final symbolic link), or -1.
 inline int permissions(const std::filesystem::path& path) {
   struct stat info {};
