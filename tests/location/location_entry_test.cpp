@@ -72,6 +72,7 @@ TEST(LocationEntryTest, SpeedIsPositiveDotDecimalWithinRange) {
       EXPECT_EQ(*result, *row.speed);
     }
   }
+  EXPECT_EQ(parseSpeedEntry("0.05").error().description(), "Speed must be between 0.1 and 1000 meters per second.");
 }
 
 TEST(LocationEntryTest, CoordinateTextIsShortestPlainDecimal) {
