@@ -19,6 +19,7 @@ std::filesystem::path resolveXcrun(const GlobalOptions& options) {
 
 Environment::Environment(const GlobalOptions& options)
     : run_(makeRunFunction(runner_)),
+      runWithOptions_(makeRunWithOptionsFunction(runner_)),
       xcrun_(resolveXcrun(options)),
       simctl_{run_, xcrun_},
       discovery_(simctl_) {}
@@ -52,6 +53,11 @@ SimulatorMutationGate& Environment::gate() {
     gate_.emplace(directory ? std::optional<std::filesystem::path>(*directory) : std::nullopt);
   }
   return *gate_;
+}
+
+HostPasteboard& Environment::hostPasteboard() {
+  if (!hostPasteboard_) hostPasteboard_ = makeHostPasteboard(runWithOptions_);
+  return *hostPasteboard_;
 }
 
 }  // namespace orvanta

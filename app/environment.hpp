@@ -5,6 +5,7 @@
 #include <memory>
 #include <optional>
 
+#include "core/host_pasteboard.hpp"
 #include "core/process_runner.hpp"
 #include "core/simctl_client.hpp"
 #include "core/simulator_discovery_service.hpp"
@@ -26,6 +27,8 @@ class Environment {
 
   [[nodiscard]] const ProcessRunner& processRunner() const { return runner_; }
   [[nodiscard]] const RunFunction& run() const { return run_; }
+  // The runner for calls that pass standard input, environment overrides or a time-out.
+  [[nodiscard]] const RunWithOptionsFunction& runWithOptions() const { return runWithOptions_; }
   // --xcrun, else $ORVANTA_XCRUN when set and not empty, else /usr/bin/xcrun.
   [[nodiscard]] const std::filesystem::path& xcrunPath() const { return xcrun_; }
 
@@ -39,10 +42,13 @@ class Environment {
   [[nodiscard]] SimulatorSelectionStore& selection();
   // Lock files live in the user's runtime folder, so the gate holds across orvanta processes.
   [[nodiscard]] SimulatorMutationGate& gate();
+  // The host computer's clipboard (the platform's tools).
+  [[nodiscard]] HostPasteboard& hostPasteboard();
 
  private:
   ProcessRunner runner_;
   RunFunction run_;
+  RunWithOptionsFunction runWithOptions_;
   std::filesystem::path xcrun_;
   SimctlClient simctl_;
   SimulatorDiscoveryService discovery_;
@@ -50,6 +56,7 @@ class Environment {
   std::shared_ptr<SettingsStore> settings_;
   std::optional<SimulatorSelectionStore> selection_;
   std::optional<SimulatorMutationGate> gate_;
+  std::unique_ptr<HostPasteboard> hostPasteboard_;
 };
 
 }  // namespace orvanta

@@ -240,7 +240,12 @@ class ProcessIoLoop {
 
     // Once a stopped child has ended, its streams are closed early: a grandchild that inherited the
     // pipes must not hold the result back.
-    if (e.exitStatus_ && e.stopReason_) {
+    if (e.exitStatus_ && e.endAtExit && !e.stopReason_) {
+      // What the child wrote before it exited is still taken; only a background copy's pipes are dropped.
+      if (child_.stdoutRead) drainLocked(child_.stdoutRead, /*isStdout=*/true);
+      if (child_.stderrRead) drainLocked(child_.stderrRead, /*isStdout=*/false);
+    }
+    if (e.exitStatus_ && (e.stopReason_ || e.endAtExit)) {
       closeStream(child_.stdoutRead, e.stdoutFinished_);
       closeStream(child_.stderrRead, e.stderrFinished_);
     }
@@ -361,9 +366,14 @@ class ProcessIoLoop {
 
   // Reads what the pipe holds straight into the execution's buffer.
   void drain(UniqueFd& fd, bool isStdout) {
+    std::lock_guard guard(execution_.lock_);
+    drainLocked(fd, isStdout);
+  }
+
+  // drain() with the execution's lock already held.
+  void drainLocked(UniqueFd& fd, bool isStdout) {
     constexpr std::size_t minimumSpace = 64 * 1024;
     constexpr std::size_t maximumRead = 1 << 20;
-    std::lock_guard guard(execution_.lock_);
     auto& e = execution_;
     ByteBuffer& buffer = isStdout ? e.stdoutBuffer_ : e.stderrBuffer_;
     bool& finished = isStdout ? e.stdoutFinished_ : e.stderrFinished_;
@@ -454,6 +464,7 @@ ProcessRunner::Result ProcessRunner::run(const std::filesystem::path& executable
                                          orvanta::stop_token stop) const {
   ProcessExecution execution(executable, arguments, options.standardInput, options.environmentOverrides,
                              options.timeout);
+  execution.endAtExit = options.endAtExit;
   return run(execution, std::move(stop));
 }
 
@@ -501,6 +512,30 @@ ProcessRunner::Result ProcessRunner::LongRunningProcess::waitForResult() {
 std::optional<ProcessRunner::Result> ProcessRunner::LongRunningProcess::resultIfFinished() {
   std::lock_guard guard(resultBox_->lock);
   return resultBox_->result;
+}
+
+std::optional<ProcessRunner::Result> ProcessRunner::LongRunningProcess::waitForResult(
+    std::chrono::milliseconds limit) {
+  std::unique_lock guard(resultBox_->lock);
+  if (!resultBox_->ready.wait_for(guard, limit, [this] { return resultBox_->result.has_value(); })) {
+    return std::nullopt;
+  }
+  return *resultBox_->result;
+}
+
+ProcessRunner::LongRunningProcess::StopOutcome ProcessRunner::LongRunningProcess::stopGracefully(
+    int signal, std::chrono::milliseconds grace) {
+  sendSignal(signal);
+  if (auto result = waitForResult(grace)) return {std::move(*result), true};
+  execution_->cancel();
+  return {waitForResult(), false};
+}
+
+RunWithOptionsFunction makeRunWithOptionsFunction(const ProcessRunner& runner) {
+  return [&runner](const std::filesystem::path& executable, const std::vector<std::string>& arguments,
+                   const ProcessRunner::Options& options, orvanta::stop_token stop) {
+    return runner.run(executable, arguments, options, std::move(stop));
+  };
 }
 
 RunFunction makeRunFunction(const ProcessRunner& runner) {

@@ -95,6 +95,10 @@ class ProcessExecution {
   const std::optional<double> timeout;
   // Called once, on the launching thread, right after a successful launch.
   std::function<void(std::int32_t pid)> onLaunch;
+  // When set, the run ends as soon as the child has exited and its output so far has been read, even if
+  // a process it started in the background still holds the pipes (clipboard helpers that serve the
+  // selection from a forked copy of themselves do that). Set before the run starts.
+  bool endAtExit = false;
 
   // Ends the child on the caller's behalf: records `cancelled` unless a stop reason is already set, and
   // runs the stop sequence. Does nothing once finished. Any thread; does not block.
@@ -152,6 +156,7 @@ class ProcessRunner {
     std::optional<std::string> standardInput;  // written to the child's stdin, which is then closed
     std::optional<std::map<std::string, std::string>> environmentOverrides;  // laid over our environment
     std::optional<double> timeout;  // seconds for the whole run
+    bool endAtExit = false;  // see ProcessExecution::endAtExit
   };
 
   // A child that runs until told to stop (log stream, screen recording). Owned by one caller; the
@@ -170,6 +175,16 @@ class ProcessRunner {
     [[nodiscard]] Result waitForResult();
     // The result if the child has ended, without blocking.
     [[nodiscard]] std::optional<Result> resultIfFinished();
+    // Blocks until the child has ended or `limit` has passed; nullopt on the latter. Any thread.
+    [[nodiscard]] std::optional<Result> waitForResult(std::chrono::milliseconds limit);
+    // The orderly stop of a recorder or a log stream: sends `signal`, waits up to `grace` for the child to
+    // end, and ends it (SIGTERM, then SIGKILL to its group) when it has not. Returns the child's result
+    // and whether it ended by itself within the grace period. Blocks; any thread.
+    struct StopOutcome {
+      Result result;
+      bool endedWithinGrace = false;
+    };
+    [[nodiscard]] StopOutcome stopGracefully(int signal, std::chrono::milliseconds grace);
     // See ProcessExecution::sendSignal. SIGINT asks the log stream and recordings to finish cleanly.
     void sendSignal(int signal) { execution_->sendSignal(signal); }
 
@@ -211,5 +226,14 @@ using RunFunction = std::function<ProcessRunner::Result(
 
 // A RunFunction that uses `runner` (which must outlive it).
 RunFunction makeRunFunction(const ProcessRunner& runner);
+
+// The seam for runs that pass standard input, environment overrides or a time-out (the pasteboard's
+// pbcopy, the host clipboard's helpers): ProcessRunner::run with Options by default, a fake in tests.
+using RunWithOptionsFunction = std::function<ProcessRunner::Result(
+    const std::filesystem::path& executable, const std::vector<std::string>& arguments,
+    const ProcessRunner::Options& options, orvanta::stop_token stop)>;
+
+// A RunWithOptionsFunction that uses `runner` (which must outlive it).
+RunWithOptionsFunction makeRunWithOptionsFunction(const ProcessRunner& runner);
 
 }  // namespace orvanta

@@ -26,21 +26,14 @@ std::optional<std::string> uuidField(const Json& json, const char* key) {
   return parseUUID(found->get<std::string>());
 }
 
-// Decodes every readable entry of a stored array.
 template <class T, class Decode>
 std::vector<T> decodeAll(const Json& array, Decode decode) {
-  std::vector<T> items;
-  for (const auto& item : array) {
-    if (auto decoded = decode(item)) items.push_back(std::move(*decoded));
-  }
-  return items;
+  return decodeSettingsItems<T>(array, decode);
 }
 
 template <class T>
 Json encodeAll(const std::vector<T>& items) {
-  Json array = Json::array();
-  for (const auto& item : items) array.push_back(toJson(item));
-  return array;
+  return encodeSettingsItems(items, [](const T& item) { return toJson(item); });
 }
 
 bool sameCoordinate(const SimulatedLocation& a, const SimulatedLocation& b) {
@@ -95,17 +88,10 @@ std::optional<LocationPreset> presetFromJson(const Json& json) {
 
 // ---- LocationPersistence -----------------------------------------------------------------------------
 
-Json LocationPersistence::load() const {
-  auto stored = defaults_->value(key_);
-  if (!stored || !*stored || !(*stored)->is_array()) return Json::array();
-  return std::move(**stored);
-}
+Json LocationPersistence::load() const { return list_.load(); }
 
 expected<void, LocationSimulationError> LocationPersistence::update(const std::function<Json(Json)>& change) {
-  auto written = defaults_->update(key_, [&](std::optional<Json> current) -> std::optional<Json> {
-    if (!current || !current->is_array()) current = Json::array();
-    return change(std::move(*current));
-  });
+  auto written = list_.update(change);
   if (!written) return unexpected(LocationSimulationError(Case::persistenceFailed));
   return {};
 }
@@ -121,9 +107,12 @@ expected<LocationHistoryEntry, LocationSimulationError> LocationHistoryStore::re
   LocationHistoryEntry entry{makeUUID(), coordinate, setAt};
   auto written = persistence_.update([&](Json stored) {
     auto entries = decodeAll<LocationHistoryEntry>(stored, historyEntryFromJson);
-    std::erase_if(entries, [&](const LocationHistoryEntry& old) { return sameCoordinate(old.coordinate, coordinate); });
-    entries.insert(entries.begin(), entry);
-    if (entries.size() > maximumLocationHistoryEntries) entries.resize(maximumLocationHistoryEntries);
+    insertNewestFirst(
+        entries, entry,
+        [](const LocationHistoryEntry& old, const LocationHistoryEntry& added) {
+          return sameCoordinate(old.coordinate, added.coordinate);
+        },
+        maximumLocationHistoryEntries);
     return encodeAll(entries);
   });
   if (!written) return unexpected(written.error());

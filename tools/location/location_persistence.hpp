@@ -26,6 +26,7 @@
 #include <nlohmann/json_fwd.hpp>
 
 #include "support/expected.hpp"
+#include "support/settings_list.hpp"
 #include "support/settings_store.hpp"
 #include "tools/location/location_route.hpp"
 #include "tools/location/location_simulation_error.hpp"
@@ -61,7 +62,7 @@ struct LocationPreset {
 class LocationPersistence {
  public:
   LocationPersistence(std::shared_ptr<SettingsStore> defaults, std::string key)
-      : defaults_(std::move(defaults)), key_(std::move(key)) {}
+      : list_(std::move(defaults), std::move(key)) {}
 
   // The stored array; an empty one when nothing is stored, the value is not an array, or the store cannot
   // be read.
@@ -71,11 +72,10 @@ class LocationPersistence {
   [[nodiscard]] expected<void, LocationSimulationError> update(
       const std::function<nlohmann::json(nlohmann::json)>& change);
 
-  [[nodiscard]] const std::string& key() const { return key_; }
+  [[nodiscard]] const std::string& key() const { return list_.key(); }
 
  private:
-  std::shared_ptr<SettingsStore> defaults_;
-  std::string key_;
+  SettingsList list_;
 };
 
 // The positions set on simulators, newest first.
