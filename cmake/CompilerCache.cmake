@@ -6,9 +6,13 @@ option(ORVANTA_CCACHE "Compile through ccache when it is installed" ON)
 if(ORVANTA_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
   find_program(ORVANTA_CCACHE_PROGRAM ccache)
   if(ORVANTA_CCACHE_PROGRAM)
-    set(launcher env "CCACHE_BASEDIR=${PROJECT_SOURCE_DIR}" "CCACHE_SLOPPINESS=include_file_mtime,include_file_ctime"
+    set(launcher env "CCACHE_BASEDIR=${PROJECT_SOURCE_DIR}" "CCACHE_SLOPPINESS=include_file_mtime,include_file_ctime,pch_defines,time_macros"
         "${ORVANTA_CCACHE_PROGRAM}")
     set(CMAKE_CXX_COMPILER_LAUNCHER ${launcher})
     set(CMAKE_C_COMPILER_LAUNCHER ${launcher})
+    # GCC's precompiled headers can be cached only when the preprocessed text names them.
+    if(ORVANTA_PCH AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+      add_compile_options(-fpch-preprocess)
+    endif()
   endif()
 endif()

@@ -17,6 +17,19 @@ namespace {
 // Below this a buffer lives on the heap; above it, where remapping pays off, in a mapping of its own.
 constexpr std::size_t kMappedThreshold = std::size_t{1} << 20;
 
+#if ORVANTA_HAVE_MREMAP
+// Makes the new part of a mapping ready before it is written. A page fault costs microseconds (far more
+// under virtualisation), and a growing capture would otherwise take one per 4 KiB page: populating the
+// range in one call costs a fraction of that. (Asking for huge pages as well was faster on average but
+// erratic, since it depends on the kernel finding free 2 MiB runs, so it is not done.) Only a hint: a
+// kernel without it (EINVAL) leaves the pages to be faulted in as before.
+void prepareMapping([[maybe_unused]] char* begin, [[maybe_unused]] std::size_t length) {
+#ifdef MADV_POPULATE_WRITE
+  (void)::madvise(begin, length, MADV_POPULATE_WRITE);
+#endif
+}
+#endif
+
 }  // namespace
 
 ByteBuffer::ByteBuffer(std::string_view bytes) { append(bytes); }
@@ -77,6 +90,8 @@ void ByteBuffer::grow(std::size_t minimumCapacity) {
     }
     if (memory == MAP_FAILED) throw std::bad_alloc();
     data_ = static_cast<char*>(memory);
+    const std::size_t prepared = mapped_ ? capacity_ : 0;
+    prepareMapping(data_ + prepared, capacity - prepared);
     capacity_ = capacity;
     mapped_ = true;
     return;

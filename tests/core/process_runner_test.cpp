@@ -195,6 +195,21 @@ TEST(ProcessRunnerTest, AGrandchildHoldingThePipesDoesNotHoldBackAStoppedRun) {
   ::killpg(group, SIGKILL);  // the orphaned grandchild
 }
 
+TEST(ProcessRunnerTest, EndAtExitDoesNotWaitForABackgroundCopyHoldingThePipes) {
+  ProcessRunner runner;
+  ProcessExecution execution(kHelper, {"background", "20"}, std::nullopt, std::nullopt, 10.0);
+  execution.endAtExit = true;
+  pid_t group = 0;
+  execution.onLaunch = [&](std::int32_t pid) { group = pid; };
+  auto start = Clock::now();
+  auto result = runner.run(execution);
+  EXPECT_LT(secondsSince(start), 5.0);
+  ::killpg(group, SIGKILL);  // the background copy
+  ASSERT_TRUE(result.has_value()) << result.error().description();
+  EXPECT_EQ(result->stdout, "served\n");
+  EXPECT_EQ(result->terminationStatus, 0);
+}
+
 TEST(ProcessRunnerTest, ManyRunsInParallel) {
   ProcessRunner runner;
   std::atomic<int> good{0};

@@ -32,9 +32,16 @@ constexpr std::string_view kGPXNamespaceBase = "http://www.topografix.com/GPX/";
 constexpr char kNamespaceSeparator = '\x01';
 constexpr std::size_t kFeedBytes = std::size_t{1} << 20;
 constexpr std::size_t kMaximumValueText = 1024;
-// Expat's own memory in one parse. It holds a whole tag or comment before reporting it, so without a
-// limit one 25 MiB attribute would cost twice that again; with it such a file is refused as malformed.
-constexpr std::size_t kExpatMemoryLimit = std::size_t{16} << 20;
+// Expat's own memory in one parse. Expat holds a whole token (a tag with its attributes, a comment, a
+// processing instruction) in its input buffer until the token ends, and that buffer grows by doubling
+// from 1 KiB: for a token as long as the largest file plus one slice it reaches 32 MiB, while the 16 MiB
+// it replaces is still held. An attribute value is copied once more into expat's string pool, which also
+// doubles (at most twice the value's length, with the old block held during the copy). So one parse of
+// an accepted file needs at most about 48 MiB + 3 x 25 MiB = 123 MiB in the worst case; the limit leaves
+// room above that, and is there only so that a fault in this reasoning ends as a clear error rather than
+// an unbounded allocation.
+constexpr std::size_t kExpatMemoryLimit =
+    std::size_t{6} * static_cast<std::size_t>(GPXRouteParser::maximumBytes);
 
 bool containsEntityDeclaration(std::string_view data) {
   static constexpr std::string_view plain = "<!ENTITY";
@@ -62,12 +69,14 @@ std::string_view trimXMLSpace(std::string_view text) {
 // Expat's allocator, counting per thread what expat holds: a parse runs on one thread from the creation
 // of its parser to its release, and the release returns every byte.
 thread_local std::size_t expatBytesInUse = 0;
+thread_local std::size_t expatPeakBytes = 0;
 constexpr std::size_t kBlockHeader = alignof(std::max_align_t);
 
 void* storeSize(void* block, std::size_t size) {
   if (!block) return nullptr;
   std::memcpy(block, &size, sizeof size);
   expatBytesInUse += size;
+  expatPeakBytes = std::max(expatPeakBytes, expatBytesInUse);
   return static_cast<unsigned char*>(block) + kBlockHeader;
 }
 
@@ -427,6 +436,7 @@ expected<GPXParseResult, LocationSimulationError> GPXRouteParser::parse(std::str
   if (data.empty()) return unexpected(LocationSimulationError(Case::gpxMalformedXML));
   if (containsEntityDeclaration(data)) return unexpected(LocationSimulationError(Case::gpxUnsafeContent));
 
+  expatPeakBytes = 0;
   const std::unique_ptr<XML_ParserStruct, ParserDeleter> parser(
       XML_ParserCreate_MM(nullptr, &kExpatMemory, &kNamespaceSeparator));
   if (!parser) return unexpected(LocationSimulationError(Case::gpxMalformedXML));
@@ -447,6 +457,9 @@ expected<GPXParseResult, LocationSimulationError> GPXRouteParser::parse(std::str
     offset += size;
   }
   if (reader.failure) return unexpected(std::move(*reader.failure));
+  if (status != XML_STATUS_OK && XML_GetErrorCode(parser.get()) == XML_ERROR_NO_MEMORY) {
+    return unexpected(LocationSimulationError(Case::gpxReaderOutOfMemory));
+  }
   if (status != XML_STATUS_OK || !reader.sawRoot) return unexpected(LocationSimulationError(Case::gpxMalformedXML));
 
   GPXParseResult result;
@@ -466,5 +479,10 @@ expected<GPXParseResult, LocationSimulationError> GPXRouteParser::parse(std::str
   result.notes = reader.notes;
   return result;
 }
+
+namespace detail {
+std::size_t gpxParserPeakMemoryOfLastParse() { return expatPeakBytes; }
+std::size_t gpxParserMemoryLimit() { return kExpatMemoryLimit; }
+}  // namespace detail
 
 }  // namespace orvanta

@@ -49,8 +49,7 @@ class GPXRouteParser {
   //
   // Fails with, the first one met winning:
   //  - gpxTooLarge(26214400) when `data` is longer than 26214400 bytes;
-  //  - gpxMalformedXML when `data` is empty, is not well-formed XML, nests more than 64 elements, or holds
-//    a tag or comment so large (several MiB) that reading it would take the XML reader past 16 MiB;
+  //  - gpxMalformedXML when `data` is empty, is not well-formed XML, or nests more than 64 elements;
   //  - gpxUnsafeContent when the bytes contain "<!ENTITY" (in UTF-8 or either UTF-16 byte order), even in
   //    a comment, or the document declares an entity, refers to an undeclared entity that a DTD it did
   //    not read might declare, or would need an external entity;
@@ -58,12 +57,21 @@ class GPXRouteParser {
   //  - gpxInvalidPoint(n, problem) for the first track or route point (counted from 1 across tracks and
   //    routes in document order) with a missing lat or lon, one that is not strict dot-decimal, or one out
   //    of range, checked lat before lon;
-  //  - gpxNoPoints when no track or route holds a point.
+  //  - gpxNoPoints when no track or route holds a point;
+  //  - gpxReaderOutOfMemory when the XML reader could not get the memory it needed (not a fault of the
+  //    file: every file within the size limit fits the reader's bound).
   // Point count limits and the 180th meridian are not checked here (see prepareRoutePlayback).
   //
   // Pure and blocking (a 25 MiB file takes a fraction of a second); callable from any thread at once.
   [[nodiscard]] static expected<GPXParseResult, LocationSimulationError> parse(std::string_view data,
                                                                                std::string_view sourceFilename);
 };
+
+namespace detail {
+// The most memory the XML reader held during the last parse on this thread, and the bound it may not
+// pass. For tests and benchmarks.
+std::size_t gpxParserPeakMemoryOfLastParse();
+std::size_t gpxParserMemoryLimit();
+}  // namespace detail
 
 }  // namespace orvanta

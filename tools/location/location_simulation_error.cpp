@@ -129,6 +129,7 @@ std::string LocationSimulationError::description() const {
       return "Unsupported route format. Orvanta reads GPX files (a <gpx> document with tracks or routes).";
     case Case::gpxUnsafeContent: return "The GPX file declares a DTD or entities, which Orvanta refuses to process.";
     case Case::gpxNoPoints: return "The GPX file contains no track or route points.";
+    case Case::gpxReaderOutOfMemory: return "Orvanta ran out of memory while reading the GPX file. Try again.";
     case Case::routeNeedsTwoPoints:
       return "A route needs at least two points. For a single location, use the Point tab.";
     case Case::routeCrossesAntimeridian:
@@ -172,6 +173,7 @@ std::string_view LocationSimulationError::caseName() const {
     case Case::gpxUnsupportedFormat: return "gpxUnsupportedFormat";
     case Case::gpxUnsafeContent: return "gpxUnsafeContent";
     case Case::gpxNoPoints: return "gpxNoPoints";
+    case Case::gpxReaderOutOfMemory: return "gpxReaderOutOfMemory";
     case Case::routeNeedsTwoPoints: return "routeNeedsTwoPoints";
     case Case::routeCrossesAntimeridian: return "routeCrossesAntimeridian";
     case Case::invalidSpeed: return "invalidSpeed";

@@ -52,6 +52,7 @@ struct LocationSimulationError {
     gpxUnsupportedFormat,
     gpxUnsafeContent,
     gpxNoPoints,
+    gpxReaderOutOfMemory,
     routeNeedsTwoPoints,
     routeCrossesAntimeridian,
     invalidSpeed,
