@@ -11,6 +11,9 @@ void registerCommands(CLI::App& app, CommandRegistry& registry) {
   registerAppsCommands(app, registry);
   registerControlsCommands(app, registry);
   registerLocationCommands(app, registry);
+  registerLifecycleCommands(app, registry);
+  registerDoctorCommands(app, registry);
+  registerCompletionCommands(app, registry);
 }
 
 }  // namespace orvanta

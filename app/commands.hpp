@@ -16,5 +16,8 @@ void registerDeviceCommands(CLI::App& app, CommandRegistry& registry);
 void registerControlsCommands(CLI::App& app, CommandRegistry& registry);
 void registerLocationCommands(CLI::App& app, CommandRegistry& registry);
 void registerAppsCommands(CLI::App& app, CommandRegistry& registry);
+void registerDoctorCommands(CLI::App& app, CommandRegistry& registry);
+void registerLifecycleCommands(CLI::App& app, CommandRegistry& registry);
+void registerCompletionCommands(CLI::App& app, CommandRegistry& registry);
 
 }  // namespace orvanta

@@ -8,6 +8,14 @@
 namespace orvanta {
 
 namespace {
+std::string xcrunSourceOf(const GlobalOptions& options) {
+  if (options.xcrun) return "--xcrun";
+  if (const char* fromEnvironment = std::getenv("ORVANTA_XCRUN"); fromEnvironment && *fromEnvironment) {
+    return "ORVANTA_XCRUN";
+  }
+  return "the default";
+}
+
 std::filesystem::path resolveXcrun(const GlobalOptions& options) {
   if (options.xcrun) return *options.xcrun;
   if (const char* fromEnvironment = std::getenv("ORVANTA_XCRUN"); fromEnvironment && *fromEnvironment) {
@@ -21,6 +29,7 @@ Environment::Environment(const GlobalOptions& options)
     : run_(makeRunFunction(runner_)),
       runWithOptions_(makeRunWithOptionsFunction(runner_)),
       xcrun_(resolveXcrun(options)),
+      xcrunSource_(xcrunSourceOf(options)),
       simctl_{run_, xcrun_},
       discovery_(simctl_) {}
 

@@ -31,6 +31,8 @@ class Environment {
   [[nodiscard]] const RunWithOptionsFunction& runWithOptions() const { return runWithOptions_; }
   // --xcrun, else $ORVANTA_XCRUN when set and not empty, else /usr/bin/xcrun.
   [[nodiscard]] const std::filesystem::path& xcrunPath() const { return xcrun_; }
+  // Where xcrunPath() came from: "--xcrun", "ORVANTA_XCRUN" or "the default".
+  [[nodiscard]] const std::string& xcrunSource() const { return xcrunSource_; }
 
   [[nodiscard]] const SimctlClient& simctl() const { return simctl_; }
   [[nodiscard]] SimulatorDiscoveryService& discovery() { return discovery_; }
@@ -50,6 +52,7 @@ class Environment {
   RunFunction run_;
   RunWithOptionsFunction runWithOptions_;
   std::filesystem::path xcrun_;
+  std::string xcrunSource_;
   SimctlClient simctl_;
   SimulatorDiscoveryService discovery_;
   MainLoop mainLoop_;

@@ -6,6 +6,7 @@
 #include <nlohmann/json.hpp>
 
 #include "support/json_text.hpp"
+#include "support/text.hpp"
 #include "support/utf8.hpp"
 
 namespace orvanta {
@@ -91,6 +92,12 @@ expected<std::vector<SimulatorDevice>, ProcessRunnerError> decodeDeviceList(std:
   std::stable_sort(list.begin(), list.end(),
                    [](const SimulatorDevice& a, const SimulatorDevice& b) { return a.name < b.name; });
   return list;
+}
+
+std::string simctlDiagnostic(const ProcessRunner::Output& output) {
+  std::string text(trimWhitespace(utf8OrEmpty(output.stderr.view())));
+  if (text.empty()) text = std::string(trimWhitespace(utf8OrEmpty(output.stdout.view())));
+  return text;
 }
 
 }  // namespace orvanta

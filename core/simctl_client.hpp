@@ -31,6 +31,10 @@ struct SimctlClient {
 // Decodes the JSON of `simctl list devices --json` and converts it as listDevices does.
 [[nodiscard]] expected<std::vector<SimulatorDevice>, ProcessRunnerError> decodeDeviceList(std::string_view json);
 
+// What simctl said about a failure: its stderr without surrounding white space, or its stdout when stderr
+// is empty (a few subcommands print their diagnostics there). Text that is not UTF-8 counts as empty.
+[[nodiscard]] std::string simctlDiagnostic(const ProcessRunner::Output& output);
+
 // The text of a byte buffer if it is valid UTF-8, else "".
 [[nodiscard]] std::string utf8OrEmpty(std::string_view bytes);
 

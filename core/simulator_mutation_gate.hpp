@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "support/file_lock.hpp"
 
@@ -20,6 +21,7 @@ inline constexpr std::string_view scenarioReset = "scenario-reset";
 inline constexpr std::string_view workspaceRestore = "workspace-restore";
 inline constexpr std::string_view screenRecording = "ScreenRecording";
 inline constexpr std::string_view userDefaults = "UserDefaults";
+inline constexpr std::string_view erase = "erase";
 }  // namespace gate_labels
 
 // What a refused tool tells the user.
@@ -64,5 +66,39 @@ class SimulatorMutationGate {
   std::optional<std::filesystem::path> lockDirectory_;
   std::map<std::string, Hold, std::less<>> holders_;
 };
+
+// One hold of the gate, released when the object goes: on every path out of the operation that took it.
+// Move-only; used on the gate's thread.
+class SimulatorGateHold {
+ public:
+  // Takes `udid` for `label`; nullopt when the simulator is held already (here or by another process).
+  // A null gate means "no gate": the hold is granted and releases nothing.
+  [[nodiscard]] static std::optional<SimulatorGateHold> take(SimulatorMutationGate* gate, std::string udid,
+                                                             std::string_view label);
+  SimulatorGateHold(SimulatorGateHold&& other) noexcept
+      : gate_(std::exchange(other.gate_, nullptr)), udid_(std::move(other.udid_)), label_(std::move(other.label_)) {}
+  SimulatorGateHold& operator=(SimulatorGateHold&&) = delete;
+  SimulatorGateHold(const SimulatorGateHold&) = delete;
+  SimulatorGateHold& operator=(const SimulatorGateHold&) = delete;
+  ~SimulatorGateHold() { release(); }
+
+  void release() {
+    if (gate_ != nullptr) gate_->release(udid_, label_);
+    gate_ = nullptr;
+  }
+
+ private:
+  SimulatorGateHold(SimulatorMutationGate* gate, std::string udid, std::string_view label)
+      : gate_(gate), udid_(std::move(udid)), label_(label) {}
+  SimulatorMutationGate* gate_;
+  std::string udid_;
+  std::string label_;
+};
+
+inline std::optional<SimulatorGateHold> SimulatorGateHold::take(SimulatorMutationGate* gate, std::string udid,
+                                                                std::string_view label) {
+  if (gate != nullptr && !gate->acquire(udid, label)) return std::nullopt;
+  return SimulatorGateHold(gate, std::move(udid), label);
+}
 
 }  // namespace orvanta

@@ -1,4 +1,12 @@
-// list, boot, shutdown and delete.
+// list, boot, shutdown, erase, delete and help.
+//
+// Boot and shutdown pass through "Booting" and "Shutting Down" for $ORVANTA_EMULATOR_TRANSITION_SECONDS
+// (default 0: at once), as a real device does while it starts or stops; the device set settles such a
+// transition when it is next opened after its time has come.
+#include <chrono>
+#include <cstdlib>
+#include <system_error>
+
 #include <fmt/format.h>
 
 #include "emulator/emulator.hpp"
@@ -60,6 +68,24 @@ int list(Invocation& call) {
   return 0;
 }
 
+double transitionSeconds() {
+  const char* text = std::getenv("ORVANTA_EMULATOR_TRANSITION_SECONDS");
+  if (text == nullptr || *text == '\0') return 0;
+  return std::max(0.0, std::atof(text));
+}
+
+// Puts the device into `passing` until the transition time has run out, then into `final`.
+void changeState(Json& device, const char* passing, const char* final) {
+  const double seconds = transitionSeconds();
+  if (seconds <= 0) {
+    device["state"] = final;
+    return;
+  }
+  const double now = std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch()).count();
+  device["state"] = passing;
+  device["emulator"]["transition"] = Json{{"state", final}, {"at", now + seconds}};
+}
+
 int boot(Invocation& call) {
   int status = 0;
   Json* device = call.device(0, &status);
@@ -68,7 +94,7 @@ int boot(Invocation& call) {
   if (state != "Shutdown") {
     return call.fail({"com.apple.CoreSimulator.SimError", 405, "Unable to boot device in current state: " + state, ""});
   }
-  (*device)["state"] = "Booted";
+  changeState(*device, "Booting", "Booted");
   (*device)["lastBootedAt"] = "2026-11-21T08:00:00Z";
   if (auto saved = call.devices.save(); !saved) return call.usage(saved.error());
   return 0;
@@ -88,9 +114,45 @@ int shutdown(Invocation& call) {
       return call.fail(
           {"com.apple.CoreSimulator.SimError", 405, "Unable to shutdown device in current state: " + state, ""});
     }
-    (*device)["state"] = "Shutdown";
+    changeState(*device, "Shutting Down", "Shutdown");
   }
   if (auto saved = call.devices.save(); !saved) return call.usage(saved.error());
+  return 0;
+}
+
+// `erase <device>`: content and settings back to new. Only a shut-down device can be erased.
+int eraseContents(Invocation& call) {
+  int status = 0;
+  if (!call.args.empty() && call.args[0] == "all") {
+    return call.usage("The emulator erases one device at a time.");
+  }
+  Json* device = call.device(0, &status);
+  if (!device) return status;
+  const std::string state = (*device)["state"].get<std::string>();
+  if (state != "Shutdown") {
+    return call.fail({"com.apple.CoreSimulator.SimError", 405,
+                      "Unable to erase contents and settings in current state: " + state, ""});
+  }
+  (*device).erase("emulator");
+  (*device).erase("lastBootedAt");
+  std::error_code ignored;
+  std::filesystem::remove_all((*device)["dataPath"].get<std::string>(), ignored);
+  if (auto saved = call.devices.save(); !saved) return call.usage(saved.error());
+  return 0;
+}
+
+// `help`: the usage text, whose first line names simctl's version.
+int help(Invocation& call) {
+  call.out +=
+      "@(#)PROGRAM:simctl  PROJECT:CoreSimulator-1010.10\n"
+      "usage: simctl [--set <path>] [--profiles <path>] <subcommand> ...\n"
+      "       simctl help [subcommand]\n"
+      "Command line utility to control the Simulator\n\n"
+      "Subcommands:\n"
+      "\tboot                Boot a device or device pair.\n"
+      "\terase               Erase a device's contents and settings.\n"
+      "\tlist                List available devices, device types, runtimes, or device pairs.\n"
+      "\tshutdown            Shutdown a device.\n";
   return 0;
 }
 
@@ -120,6 +182,8 @@ void registerDeviceCommands(CommandTable& table) {
   table["boot"] = boot;
   table["shutdown"] = shutdown;
   table["delete"] = erase;
+  table["erase"] = eraseContents;
+  table["help"] = help;
 }
 
 }  // namespace orvanta::emulator

@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstdlib>
 
 #include "support/app_paths.hpp"
@@ -86,7 +87,24 @@ expected<DeviceSet, std::string> DeviceSet::open(const std::filesystem::path& ho
   } catch (const nlohmann::json::exception& error) {
     return unexpected(std::string("The emulator's state file is damaged: ") + error.what());
   }
+  if (set.settleTransitions()) {
+    if (auto saved = set.save(); !saved) return unexpected(saved.error());
+  }
   return set;
+}
+
+bool DeviceSet::settleTransitions() {
+  const double now = std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch()).count();
+  bool changed = false;
+  for (Json* device : allDevices()) {
+    if (!device->contains("emulator") || !(*device)["emulator"].contains("transition")) continue;
+    const Json& transition = (*device)["emulator"]["transition"];
+    if (transition.value("at", 0.0) > now) continue;
+    (*device)["state"] = transition.value("state", "Shutdown");
+    (*device)["emulator"].erase("transition");
+    changed = true;
+  }
+  return changed;
 }
 
 Json* DeviceSet::find(const std::string& selector) {

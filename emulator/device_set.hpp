@@ -40,6 +40,8 @@ class DeviceSet {
 
  private:
   DeviceSet() = default;
+  // Ends the boots and shutdowns whose time has come; true when a device changed.
+  bool settleTransitions();
   std::filesystem::path home_;
   Json document_;
   std::optional<FileLock> lock_;

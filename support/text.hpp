@@ -1,0 +1,16 @@
+// Small text helpers that every tool needs.
+#pragma once
+
+#include <string_view>
+
+namespace orvanta {
+
+// `text` without leading and trailing white space (space, tab, CR, LF, vertical tab, form feed).
+[[nodiscard]] constexpr std::string_view trimWhitespace(std::string_view text) noexcept {
+  constexpr std::string_view space = " \t\r\n\v\f";
+  const auto first = text.find_first_not_of(space);
+  if (first == std::string_view::npos) return {};
+  return text.substr(first, text.find_last_not_of(space) - first + 1);
+}
+
+}  // namespace orvanta
