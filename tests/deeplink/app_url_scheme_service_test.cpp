@@ -130,7 +130,7 @@ TEST_F(AppURLSchemeServiceTest, ContainerFailuresAreToldApart) {
 TEST_F(AppURLSchemeServiceTest, AnswersWithoutAUsableFolder) {
   const auto file = folder_ / "plain-file";
   testing::writeBytes(file, "x");
-  for (const std::string answer : {std::string(""), std::string("  \n"), std::string("relative/Cafe.app\n"),
+  for (const std::string& answer : {std::string(""), std::string("  \n"), std::string("relative/Cafe.app\n"),
                                    (folder_ / "gone.app").string(), file.string(),
                                    folder_.path().string() + "\n" + folder_.path().string()}) {
     SCOPED_TRACE(answer);

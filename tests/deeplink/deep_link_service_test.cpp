@@ -36,6 +36,13 @@ SimulatorTargetStatus bootedTarget() {
 
 ValidatedDeepLink link(const std::string& text) { return *validateDeepLink(text); }
 
+// A service that records nothing.
+DeepLinkService serviceWithout(RunFunction run) {
+  DeepLinkServiceEnvironment environment;
+  environment.run = std::move(run);
+  return DeepLinkService(std::move(environment));
+}
+
 class DeepLinkServiceTest : public ::testing::Test {
  protected:
   DeepLinkService service() {
@@ -119,22 +126,25 @@ TEST_F(DeepLinkServiceTest, OnlyOneOpenAtATime) {
   auto blocking = [&](const std::filesystem::path&, const std::vector<std::string>&,
                       orvanta::stop_token) -> ProcessRunner::Result {
     // A second request while simctl is still running.
-    if (!nested) nested = DeepLinkService({run_.function()}).open(link("myapp://second"), kUDID);
+    if (!nested) nested = serviceWithout(run_.function()).open(link("myapp://second"), kUDID);
     return ProcessRunner::Output{};
   };
-  DeepLinkService first({blocking});
+  auto first = serviceWithout(blocking);
   ASSERT_TRUE(first.open(link("myapp://first"), kUDID));
   ASSERT_TRUE(nested.has_value());
   ASSERT_FALSE(*nested);
   EXPECT_EQ(nested->error().description(), "A deep link is already opening.");
   EXPECT_TRUE(run_.calls.empty());
   // Once the first has finished, the next one runs.
-  EXPECT_TRUE(DeepLinkService({run_.function()}).open(link("myapp://third"), kUDID));
+  EXPECT_TRUE(serviceWithout(run_.function()).open(link("myapp://third"), kUDID));
 }
 
 TEST_F(DeepLinkServiceTest, AHistoryThatCannotBeWrittenFailsAfterTheOpen) {
   auto store = std::make_shared<DeepLinkHistoryStore>(std::make_shared<UnwritableSettingsStore>());
-  DeepLinkService service({run_.function(), "/usr/bin/xcrun", store});
+  DeepLinkServiceEnvironment environment;
+  environment.run = run_.function();
+  environment.history = store;
+  DeepLinkService service(std::move(environment));
   auto opened = service.open(link("myapp://x"), kUDID);
   ASSERT_FALSE(opened);
   EXPECT_EQ(opened.error().description(), "Couldn't save your recents or favorites.");
