@@ -14,6 +14,7 @@ void registerCommands(CLI::App& app, CommandRegistry& registry) {
   registerLifecycleCommands(app, registry);
   registerDoctorCommands(app, registry);
   registerCompletionCommands(app, registry);
+  registerDeepLinkCommands(app, registry);
 }
 
 }  // namespace orvanta

@@ -19,5 +19,6 @@ void registerAppsCommands(CLI::App& app, CommandRegistry& registry);
 void registerDoctorCommands(CLI::App& app, CommandRegistry& registry);
 void registerLifecycleCommands(CLI::App& app, CommandRegistry& registry);
 void registerCompletionCommands(CLI::App& app, CommandRegistry& registry);
+void registerDeepLinkCommands(CLI::App& app, CommandRegistry& registry);
 
 }  // namespace orvanta

@@ -13,6 +13,7 @@
 
 #include <fmt/format.h>
 
+#include "emulator/binary_plist.hpp"
 #include "emulator/emulator.hpp"
 #include "support/atomic_file.hpp"
 #include "support/png.hpp"
@@ -79,50 +80,6 @@ bool isInside(const fs::path& path, const fs::path& folder) {
 
 // ---- bundles on disk ----------------------------------------------------------------------------------
 
-std::string xmlEscaped(std::string_view text) {
-  std::string out;
-  for (char c : text) {
-    switch (c) {
-      case '&': out += "&amp;"; break;
-      case '<': out += "&lt;"; break;
-      case '>': out += "&gt;"; break;
-      default: out += c;
-    }
-  }
-  return out;
-}
-
-void appendPlistXml(std::string& out, const Json& value, int depth) {
-  const std::string indent(static_cast<std::size_t>(depth), '\t');
-  if (value.is_object()) {
-    out += indent + "<dict>\n";
-    for (const auto& [key, item] : value.items()) {
-      out += indent + "\t<key>" + xmlEscaped(key) + "</key>\n";
-      appendPlistXml(out, item, depth + 1);
-    }
-    out += indent + "</dict>\n";
-  } else if (value.is_array()) {
-    out += indent + "<array>\n";
-    for (const auto& item : value) appendPlistXml(out, item, depth + 1);
-    out += indent + "</array>\n";
-  } else if (value.is_boolean()) {
-    out += indent + (value.get<bool>() ? "<true/>\n" : "<false/>\n");
-  } else {
-    out += indent + "<string>" + xmlEscaped(value.is_string() ? value.get<std::string>() : value.dump()) +
-           "</string>\n";
-  }
-}
-
-std::string plistXml(const Json& dictionary) {
-  std::string out =
-      "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-      "<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" \"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n"
-      "<plist version=\"1.0\">\n";
-  appendPlistXml(out, dictionary, 0);
-  out += "</plist>\n";
-  return out;
-}
-
 struct IconFile {
   const char* name;
   std::uint32_t pixels;
@@ -137,7 +94,7 @@ struct SeedApp {
   const char* version;
   const char* location;  // system apps: the bundle's folder inside the runtime root
   bool dataContainer;
-  Json infoExtras;  // user apps: icon keys of the Info.plist
+  Json infoExtras;  // user apps: icon keys and URL types of the Info.plist
   std::vector<IconFile> icons;
 };
 
@@ -154,10 +111,18 @@ std::vector<SeedApp> seedApps() {
       {"com.apple.springboard", "Hidden", nullptr, "SpringBoard", "SpringBoard", "50", "/System/Library/CoreServices",
        false, {}, {}},
       {"com.example.cafe", "User", "Caf\xc3\xa9 \"Bar\"", "cafe", "Cafe", "42", nullptr, true,
-       {{"CFBundleIcons", primaryIcon}, {"CFBundleIcons~ipad", primaryIcon}},
+       {{"CFBundleIcons", primaryIcon},
+        {"CFBundleIcons~ipad", primaryIcon},
+        {"CFBundleURLTypes",
+         {{{"CFBundleTypeRole", "Editor"}, {"CFBundleURLName", "com.example.cafe"},
+           {"CFBundleURLSchemes", {"cafe", "cafe-beta"}}}}}},
        {{"AppIcon60x60@2x.png", 120}, {"AppIcon60x60@3x.png", 180}, {"AppIcon76x76@2x~ipad.png", 152}}},
       {"com.orvanta.fieldnotes", "User", nullptr, "Field Notes", "FieldNotes", "7", nullptr, true,
-       {{"CFBundleIconFiles", {"Icon.png", "Icon@2x.png"}}},
+       {{"CFBundleIconFiles", {"Icon.png", "Icon@2x.png"}},
+        {"CFBundleURLTypes",
+         {{{"CFBundleURLSchemes", {"fieldnotes"}}},
+          {{"CFBundleTypeRole", "Viewer"}, {"CFBundleURLName", "com.orvanta.fieldnotes.oauth"},
+           {"CFBundleURLSchemes", {"com.googleusercontent.apps.1234-abcd"}}}}}},
        {{"Icon.png", 57}, {"Icon@2x.png", 114}}},
   };
 }
@@ -210,7 +175,7 @@ expected<void, std::string> writeSeedBundle(const SeedApp& app, const fs::path& 
                {"CFBundlePackageType", "APPL"}};
   if (app.displayName) info["CFBundleDisplayName"] = app.displayName;
   for (const auto& [key, value] : app.infoExtras.items()) info[key] = value;
-  if (auto written = writeFileAtomically(bundle / "Info.plist", plistXml(info), 0644); !written) {
+  if (auto written = writeFileAtomically(bundle / "Info.plist", binaryPropertyList(info), 0644); !written) {
     return unexpected(written.error().description());
   }
   if (auto written = writeFileAtomically(bundle / app.executable, "", 0755); !written) {
@@ -526,6 +491,8 @@ int getAppContainer(Invocation& call) {
 }
 
 }  // namespace
+
+Json* deviceApps(Invocation& call, Json& device, int* status) { return appsState(call, device, status); }
 
 void registerAppsCommands(CommandTable& table) {
   table["listapps"] = listapps;

@@ -37,5 +37,9 @@ void registerDeviceCommands(CommandTable& table);
 void registerControlsCommands(CommandTable& table);
 void registerLocationCommands(CommandTable& table);
 void registerAppsCommands(CommandTable& table);
+void registerDeepLinkCommands(CommandTable& table);
+
+// The device's app state (see apps_commands.cpp), seeded on first use; nullptr after writing the error.
+Json* deviceApps(Invocation& call, Json& device, int* status);
 
 }  // namespace orvanta::emulator
