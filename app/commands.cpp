@@ -11,6 +11,8 @@ void registerCommands(CLI::App& app, CommandRegistry& registry) {
   registerAppsCommands(app, registry);
   registerControlsCommands(app, registry);
   registerLocationCommands(app, registry);
+  registerScreenshotCommands(app, registry);
+  registerRecordCommands(app, registry);
 }
 
 }  // namespace orvanta

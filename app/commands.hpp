@@ -16,5 +16,7 @@ void registerDeviceCommands(CLI::App& app, CommandRegistry& registry);
 void registerControlsCommands(CLI::App& app, CommandRegistry& registry);
 void registerLocationCommands(CLI::App& app, CommandRegistry& registry);
 void registerAppsCommands(CLI::App& app, CommandRegistry& registry);
+void registerScreenshotCommands(CLI::App& app, CommandRegistry& registry);
+void registerRecordCommands(CLI::App& app, CommandRegistry& registry);
 
 }  // namespace orvanta

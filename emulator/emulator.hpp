@@ -37,5 +37,6 @@ void registerDeviceCommands(CommandTable& table);
 void registerControlsCommands(CommandTable& table);
 void registerLocationCommands(CommandTable& table);
 void registerAppsCommands(CommandTable& table);
+void registerIoCommands(CommandTable& table);
 
 }  // namespace orvanta::emulator
