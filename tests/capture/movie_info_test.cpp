@@ -39,7 +39,9 @@ TEST(MovieInfoTest, DamagedAndHostileInputsFailWithoutReadingOutOfBounds) {
   const std::string whole = movieBytes("h264-120x90-2s.mp4");
   for (std::size_t length = 0; length < whole.size(); ++length) {
     auto info = readMovieInfo(std::string_view(whole).substr(0, length));
-    if (info) EXPECT_EQ(info->pixelWidth, 120u);
+    if (info) {
+      EXPECT_EQ(info->pixelWidth, 120u);
+    }
   }
   // Every single byte flipped: never a crash.
   for (std::size_t at = 0; at < whole.size(); ++at) {
