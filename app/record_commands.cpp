@@ -81,7 +81,7 @@ CommandOutcome record(CommandContext& context, const RecordOptions& options) {
                                     SimulatorRecordingService::defaultTemporaryDirectory(), true,
                                     context.environment.xcrunPath(), &context.environment.gate());
   const bool terminal = ::isatty(STDERR_FILENO) == 1;
-  if (terminal) context.err << "Starting the recording on " << device->name << "…\n" << std::flush;
+  context.err << "Starting the recording on " << device->name << "…\n" << std::flush;
   auto session = service.start({device->udid, device->name}, true, configuration, context.stop);
   if (!session) return unexpected(failureOf(session.error()));
 
