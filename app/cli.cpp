@@ -104,7 +104,10 @@ int runCommandLine(int argc, const char* const* argv, CommandLineStreams streams
       outcome = unexpected(CommandFailure::failure("internal", std::string("Internal error: ") + error.what()));
     }
   }
-  if (!outcome && stop.stop_requested()) outcome = unexpected(CommandFailure::interrupted());
+  // A command that reported its own interruption keeps its sentence ("Cancelled.").
+  if (!outcome && stop.stop_requested() && outcome.error().kind != CommandFailure::Kind::interrupted) {
+    outcome = unexpected(CommandFailure::interrupted());
+  }
   if (auto notice = environment.takeSettingsNotice()) streams.err << "orvanta: " << *notice << '\n';
   if (!outcome) report(outcome.error(), options, streams);
   streams.out.flush();

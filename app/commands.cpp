@@ -15,6 +15,8 @@ void registerCommands(CLI::App& app, CommandRegistry& registry) {
   registerDoctorCommands(app, registry);
   registerCompletionCommands(app, registry);
   registerDeepLinkCommands(app, registry);
+  registerScreenshotCommands(app, registry);
+  registerRecordCommands(app, registry);
 }
 
 }  // namespace orvanta

@@ -20,5 +20,7 @@ void registerDoctorCommands(CLI::App& app, CommandRegistry& registry);
 void registerLifecycleCommands(CLI::App& app, CommandRegistry& registry);
 void registerCompletionCommands(CLI::App& app, CommandRegistry& registry);
 void registerDeepLinkCommands(CLI::App& app, CommandRegistry& registry);
+void registerScreenshotCommands(CLI::App& app, CommandRegistry& registry);
+void registerRecordCommands(CLI::App& app, CommandRegistry& registry);
 
 }  // namespace orvanta

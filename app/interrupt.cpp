@@ -41,6 +41,7 @@ InterruptGuard::InterruptGuard() {
   action.sa_flags = SA_RESTART;
   ::sigaction(SIGINT, &action, nullptr);
   ::sigaction(SIGTERM, &action, nullptr);
+  ::sigaction(SIGHUP, &action, nullptr);
 
   watcher_ = orvanta::jthread([this, quitRead = std::move(quitRead)] {
     pollfd fds[2] = {{signalRead_.get(), POLLIN, 0}, {quitRead.get(), POLLIN, 0}};
@@ -64,6 +65,7 @@ InterruptGuard::~InterruptGuard() {
   sigemptyset(&action.sa_mask);
   ::sigaction(SIGINT, &action, nullptr);
   ::sigaction(SIGTERM, &action, nullptr);
+  ::sigaction(SIGHUP, &action, nullptr);
   if (quitWrite_) {
     char byte = 1;
     [[maybe_unused]] auto ignored = ::write(quitWrite_.get(), &byte, 1);

@@ -8,7 +8,7 @@
 
 namespace orvanta {
 
-// While alive, SIGINT (and SIGTERM) request a stop of `token()` instead of killing the program, so
+// While alive, SIGINT (and SIGTERM, SIGHUP) request a stop of `token()` instead of killing the program, so
 // that the running command can end its children and return. The handler only writes to a pipe; a
 // watcher thread turns that into the stop request. Create once, on the main thread. Destroying it
 // joins the watcher and restores the default dispositions.

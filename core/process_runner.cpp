@@ -196,8 +196,11 @@ class ProcessIoLoop {
 
   ProcessRunner::Result run() {
     for (;;) {
-      if (auto result = step()) return std::move(*result);
+      auto result = step();
+      deliverOutput();
+      if (result) return std::move(*result);
       waitForEvents();
+      deliverOutput();
     }
   }
 
@@ -384,6 +387,11 @@ class ProcessIoLoop {
         got = ::read(fd.get(), space.data(), space.size());
       } while (got < 0 && errno == EINTR);
       if (got > 0) {
+        if (e.onOutput) {
+          pendingOutput_.emplace_back(isStdout ? OutputStream::standardOutput : OutputStream::standardError,
+                                      std::string(space.data(),
+                                                  static_cast<std::size_t>(got)));
+        }
         buffer.commit(static_cast<std::size_t>(got));
         if (static_cast<std::size_t>(got) < space.size()) return;
         continue;
@@ -393,6 +401,15 @@ class ProcessIoLoop {
       closeStream(fd, finished);
       return;
     }
+  }
+
+  // Hands the chunks read since the last call to onOutput, outside the execution's lock, so that the
+  // callback may signal or cancel the child.
+  void deliverOutput() {
+    if (pendingOutput_.empty()) return;
+    auto chunks = std::move(pendingOutput_);
+    pendingOutput_.clear();
+    for (const auto& [stream, bytes] : chunks) execution_.onOutput(stream, bytes);
   }
 
   void feedInput() {
@@ -422,6 +439,7 @@ class ProcessIoLoop {
   bool abandonKillSent_ = false;
   std::size_t inputOffset_ = 0;
   std::chrono::milliseconds backoff_{1};
+  std::vector<std::pair<OutputStream, std::string>> pendingOutput_;  // read, not yet handed to onOutput
 };
 
 // ---------------------------------------------------------------------------------------------------
@@ -476,7 +494,14 @@ ProcessRunner::Result ProcessRunner::run(const std::filesystem::path& executable
 
 expected<std::unique_ptr<ProcessRunner::LongRunningProcess>, ProcessRunnerError> ProcessRunner::startLongRunning(
     const std::filesystem::path& executable, const std::vector<std::string>& arguments) const {
+  return startLongRunning(executable, arguments, nullptr);
+}
+
+expected<std::unique_ptr<ProcessRunner::LongRunningProcess>, ProcessRunnerError> ProcessRunner::startLongRunning(
+    const std::filesystem::path& executable, const std::vector<std::string>& arguments,
+    OutputCallback onOutput) const {
   auto execution = std::make_shared<ProcessExecution>(executable, arguments);
+  execution->onOutput = std::move(onOutput);
   std::int32_t launchedPid = 0;  // what the launch callback hands back
   execution->onLaunch = [&launchedPid](std::int32_t pid) { launchedPid = pid; };
   auto launched = ProcessIoLoop::launch(*execution);

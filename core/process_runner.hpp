@@ -66,6 +66,13 @@ struct ProcessRunnerError {
   bool operator==(const ProcessRunnerError&) const = default;
 };
 
+// Which of a child's output streams a chunk came from.
+enum class OutputStream { standardOutput, standardError };
+
+// Receives a child's output as it is read, chunk by chunk, in the order read from each stream. Called on
+// the thread that drains the child (never with the execution's lock held), before the result is delivered.
+using OutputCallback = std::function<void(OutputStream stream, std::string_view bytes)>;
+
 // One started child: its arguments, its accumulated output and how it ended. It finishes exactly once.
 // Thread-safe: every mutable field is guarded by `lock_`, because the I/O loop, a canceller on another
 // thread and a signal sender may all touch it.
@@ -99,6 +106,9 @@ class ProcessExecution {
   // a process it started in the background still holds the pipes (clipboard helpers that serve the
   // selection from a forked copy of themselves do that). Set before the run starts.
   bool endAtExit = false;
+  // When set, sees every chunk of output as it arrives (see OutputCallback); the output is still kept for
+  // the result. Set before the run starts.
+  OutputCallback onOutput;
 
   // Ends the child on the caller's behalf: records `cancelled` unless a stop reason is already set, and
   // runs the stop sequence. Does nothing once finished. Any thread; does not block.
@@ -215,6 +225,11 @@ class ProcessRunner {
   // Starts the program and returns once it is running, or fails with executableNotFound / launchFailed.
   [[nodiscard]] expected<std::unique_ptr<LongRunningProcess>, ProcessRunnerError> startLongRunning(
       const std::filesystem::path& executable, const std::vector<std::string>& arguments) const;
+  // The same, with `onOutput` seeing the child's output as it arrives (a recorder's hand-shake, a log
+  // stream's lines).
+  [[nodiscard]] expected<std::unique_ptr<LongRunningProcess>, ProcessRunnerError> startLongRunning(
+      const std::filesystem::path& executable, const std::vector<std::string>& arguments,
+      OutputCallback onOutput) const;
 
   static constexpr std::size_t maximumArgumentCount = 4096;
 };

@@ -78,6 +78,7 @@ int run(int argc, char** argv) {
   registerLocationCommands(table);
   registerAppsCommands(table);
   registerDeepLinkCommands(table);
+  registerIoCommands(table);
 
   const std::string subcommand = argv[2];
   const auto home = emulatorHome();

@@ -301,6 +301,43 @@ TEST(LongRunningProcessTest, StartFailuresAndAbandonment) {
   expectNoChildrenLeft();
 }
 
+TEST(LongRunningProcessTest, OutputArrivesAsItIsReadAndTheCallbackMaySignalTheChild) {
+  ProcessRunner runner;
+  std::mutex lock;
+  std::string seenOut, seenErr;
+  ProcessRunner::LongRunningProcess* self = nullptr;
+  std::atomic<bool> ready{false};
+  auto process = runner.startLongRunning(kHelper, {"ignore-term", "30"},
+                                         [&](OutputStream stream, std::string_view bytes) {
+                                           std::lock_guard guard(lock);
+                                           (stream == OutputStream::standardOutput ? seenOut : seenErr) += bytes;
+                                           // Signalling from inside the callback must not deadlock.
+                                           while (!ready) std::this_thread::yield();
+                                           if (seenOut.find("ready\n") != std::string::npos) self->sendSignal(SIGINT);
+                                         });
+  ASSERT_TRUE(process.has_value());
+  self = process->get();
+  ready = true;
+  auto result = (*process)->waitForResult(5000ms);
+  ASSERT_TRUE(result.has_value());
+  ASSERT_TRUE(result->has_value());
+  EXPECT_TRUE((*result)->terminatedBySignal);
+  std::lock_guard guard(lock);
+  EXPECT_EQ(seenOut, "ready\n");
+  EXPECT_EQ((*result)->stdout, "ready\n");  // the result keeps the output too
+  EXPECT_EQ(seenErr, "");
+
+  // Large output on both streams reaches the callback whole, before the result.
+  std::size_t outBytes = 0, errBytes = 0;
+  auto big = runner.startLongRunning(kHelper, {"out", "300000"}, [&](OutputStream stream, std::string_view bytes) {
+    (stream == OutputStream::standardOutput ? outBytes : errBytes) += bytes.size();
+  });
+  ASSERT_TRUE(big.has_value());
+  ASSERT_TRUE((*big)->waitForResult().has_value());
+  EXPECT_EQ(outBytes, 300000u);
+  EXPECT_EQ(errBytes, 300000u);
+}
+
 TEST(ProcessExecutionTest, DescriptionIsOneLineWithTheLabels) {
   ProcessRunner runner;
   ProcessExecution execution(kHelper, {"signal", "15"}, std::nullopt, std::nullopt, 30.0);
