@@ -11,6 +11,7 @@ void registerCommands(CLI::App& app, CommandRegistry& registry) {
   registerAppsCommands(app, registry);
   registerControlsCommands(app, registry);
   registerLocationCommands(app, registry);
+  registerPushCommands(app, registry);
 }
 
 }  // namespace orvanta

@@ -16,5 +16,6 @@ void registerDeviceCommands(CLI::App& app, CommandRegistry& registry);
 void registerControlsCommands(CLI::App& app, CommandRegistry& registry);
 void registerLocationCommands(CLI::App& app, CommandRegistry& registry);
 void registerAppsCommands(CLI::App& app, CommandRegistry& registry);
+void registerPushCommands(CLI::App& app, CommandRegistry& registry);
 
 }  // namespace orvanta

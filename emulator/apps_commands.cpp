@@ -527,6 +527,8 @@ int getAppContainer(Invocation& call) {
 
 }  // namespace
 
+Json* deviceAppsState(Invocation& call, Json& device, int* status) { return appsState(call, device, status); }
+
 void registerAppsCommands(CommandTable& table) {
   table["listapps"] = listapps;
   table["appinfo"] = appinfo;

@@ -77,6 +77,7 @@ int run(int argc, char** argv) {
   registerControlsCommands(table);
   registerLocationCommands(table);
   registerAppsCommands(table);
+  registerPushCommands(table);
 
   const std::string subcommand = argv[2];
   const auto home = emulatorHome();
