@@ -12,6 +12,7 @@ void registerCommands(CLI::App& app, CommandRegistry& registry) {
   registerControlsCommands(app, registry);
   registerLocationCommands(app, registry);
   registerPushCommands(app, registry);
+  registerPrivacyCommands(app, registry);
 }
 
 }  // namespace orvanta

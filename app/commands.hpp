@@ -17,5 +17,6 @@ void registerControlsCommands(CLI::App& app, CommandRegistry& registry);
 void registerLocationCommands(CLI::App& app, CommandRegistry& registry);
 void registerAppsCommands(CLI::App& app, CommandRegistry& registry);
 void registerPushCommands(CLI::App& app, CommandRegistry& registry);
+void registerPrivacyCommands(CLI::App& app, CommandRegistry& registry);
 
 }  // namespace orvanta

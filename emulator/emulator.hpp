@@ -38,6 +38,7 @@ void registerControlsCommands(CommandTable& table);
 void registerLocationCommands(CommandTable& table);
 void registerAppsCommands(CommandTable& table);
 void registerPushCommands(CommandTable& table);
+void registerPrivacyCommands(CommandTable& table);
 
 // The app state of `device` (see apps_commands.cpp), seeded on first use; nullptr after writing the error.
 Json* deviceAppsState(Invocation& call, Json& device, int* status);

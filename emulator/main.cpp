@@ -78,6 +78,7 @@ int run(int argc, char** argv) {
   registerLocationCommands(table);
   registerAppsCommands(table);
   registerPushCommands(table);
+  registerPrivacyCommands(table);
 
   const std::string subcommand = argv[2];
   const auto home = emulatorHome();
