@@ -66,14 +66,6 @@ TEST(PrivacyServiceListTest, ExtraServicesAreOfferedUnderTheirOwnWord) {
   EXPECT_FALSE(privacyServicesFromWords(*parsePrivacyServiceWords(older)).offers("contacts-limited"));
 }
 
-TEST(PrivacyServiceListTest, UnreadableTextsGiveNoList) {
-  for (const std::string text : {"", "Unrecognized subcommand: privacy\n", "\tservice\n\t     The service:\n\n",
-                                  "service\n\t  all - Apply the action to all services.\n"}) {
-    SCOPED_TRACE(text);
-    EXPECT_FALSE(parsePrivacyServiceWords(text).has_value());
-  }
-}
-
 TEST(PrivacyServiceListTest, ReadsEitherStreamWhateverTheStatusAndFallsBackToTheTable) {
   const std::string usage = readFixture("simctl/privacy-usage.txt");
   struct Row {
@@ -84,7 +76,7 @@ TEST(PrivacyServiceListTest, ReadsEitherStreamWhateverTheStatusAndFallsBackToThe
   };
   for (const auto& row : std::vector<Row>{{"stderr, usage status", "", usageWithExtras(), 64, true},
                                           {"stdout, success", usageWithExtras(), "", 0, true},
-                                          {"nothing readable", "", "Segmentation fault\n", 139, false}}) {
+                                          {"no service section", "", "\tservice\n\t     The service:\n\n", 64, false}}) {
     SCOPED_TRACE(row.name);
     FakeRun fake;
     fake.reply(row.out, row.status, row.err);

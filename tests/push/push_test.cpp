@@ -108,13 +108,6 @@ TEST(PushPresetTest, PresetsArePrettyValidPayloadsWithTheirMembersInOrder) {
 
 // ---- sending ------------------------------------------------------------------------------------------
 
-struct SeenPayload {
-  fs::path file;
-  std::string bytes;
-  int fileMode = -1;
-  int folderMode = -1;
-};
-
 class PushSenderTest : public ::testing::Test {
  protected:
   // A run function that looks at the payload file while "simctl" runs, then answers as told.
@@ -134,7 +127,11 @@ class PushSenderTest : public ::testing::Test {
 
   ScratchFolder temporary_;
   std::vector<std::string> arguments_;
-  SeenPayload seen_;
+  struct {
+    fs::path file;
+    std::string bytes;
+    int fileMode = -1, folderMode = -1;
+  } seen_;  // the payload file as it was while simctl ran
 };
 
 TEST_F(PushSenderTest, WritesAPrivatePayloadFileRunsSimctlAndRemovesTheFolder) {
