@@ -11,12 +11,14 @@ void registerCommands(CLI::App& app, CommandRegistry& registry) {
   registerAppsCommands(app, registry);
   registerControlsCommands(app, registry);
   registerLocationCommands(app, registry);
-  registerLifecycleCommands(app, registry);
-  registerDoctorCommands(app, registry);
-  registerCompletionCommands(app, registry);
+  registerPushCommands(app, registry);
+  registerPrivacyCommands(app, registry);
   registerDeepLinkCommands(app, registry);
   registerScreenshotCommands(app, registry);
   registerRecordCommands(app, registry);
+  registerLifecycleCommands(app, registry);
+  registerDoctorCommands(app, registry);
+  registerCompletionCommands(app, registry);
 }
 
 }  // namespace orvanta

@@ -22,5 +22,7 @@ void registerCompletionCommands(CLI::App& app, CommandRegistry& registry);
 void registerDeepLinkCommands(CLI::App& app, CommandRegistry& registry);
 void registerScreenshotCommands(CLI::App& app, CommandRegistry& registry);
 void registerRecordCommands(CLI::App& app, CommandRegistry& registry);
+void registerPushCommands(CLI::App& app, CommandRegistry& registry);
+void registerPrivacyCommands(CLI::App& app, CommandRegistry& registry);
 
 }  // namespace orvanta

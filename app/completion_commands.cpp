@@ -310,7 +310,11 @@ CommandOutcome printScript(CommandContext& context, const std::string& shell) {
 
 CommandOutcome printDevices(CommandContext& context) {
   if (auto refreshed = refreshDevices(context); !refreshed) return refreshed;
-  for (const auto& device : context.environment.discovery().devices()) context.out << device.name << '\n';
+  std::vector<std::string> names;
+  for (const auto& device : context.environment.discovery().devices()) {
+    if (std::find(names.begin(), names.end(), device.name) == names.end()) names.push_back(device.name);
+  }
+  for (const auto& name : names) context.out << name << '\n';
   for (const auto& device : context.environment.discovery().devices()) context.out << device.udid << '\n';
   return {};
 }

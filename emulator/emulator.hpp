@@ -38,9 +38,11 @@ void registerControlsCommands(CommandTable& table);
 void registerLocationCommands(CommandTable& table);
 void registerAppsCommands(CommandTable& table);
 void registerDeepLinkCommands(CommandTable& table);
+void registerIoCommands(CommandTable& table);
+void registerPushCommands(CommandTable& table);
+void registerPrivacyCommands(CommandTable& table);
 
 // The device's app state (see apps_commands.cpp), seeded on first use; nullptr after writing the error.
 Json* deviceApps(Invocation& call, Json& device, int* status);
-void registerIoCommands(CommandTable& table);
 
 }  // namespace orvanta::emulator

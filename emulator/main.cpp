@@ -79,6 +79,8 @@ int run(int argc, char** argv) {
   registerAppsCommands(table);
   registerDeepLinkCommands(table);
   registerIoCommands(table);
+  registerPushCommands(table);
+  registerPrivacyCommands(table);
 
   const std::string subcommand = argv[2];
   const auto home = emulatorHome();

@@ -11,6 +11,7 @@
 #include "core/simctl_client.hpp"
 #include "tools/controls/simulator_controls_service.hpp"
 #include "tools/location/location_scenario_list.hpp"
+#include "tools/privacy/privacy_service_list.hpp"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const std::string_view text(reinterpret_cast<const char*>(data), size);
@@ -19,6 +20,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   (void)orvanta::parseLaunchOutput(text);
   (void)orvanta::parseStatusBarList(text);
   (void)orvanta::parseLocationScenarioList(text);
+  (void)orvanta::parsePrivacyServiceWords(text);
   auto json = nlohmann::json::parse(text.begin(), text.end(), nullptr, false);
   if (!json.is_discarded()) (void)orvanta::statusBarOverrideFromJson(json);
   return 0;

@@ -1,0 +1,119 @@
+#include <gtest/gtest.h>
+
+#include "core/simulator_mutation_gate.hpp"
+#include "tests/app/cli_harness.hpp"
+#include "tests/support/test_files.hpp"
+
+namespace orvanta {
+namespace {
+
+using testing::CliResult;
+using testing::kIPadPro;
+using testing::kIPhone16;
+using Json = nlohmann::json;
+
+const std::string kNote = "Current authorization state isn't exposed by supported Simulator tooling.";
+
+class PrivacyCliTest : public testing::CliTest {
+ protected:
+  void SetUp() override {
+    CliTest::SetUp();
+    ASSERT_EQ(orvanta({"target", "set", kIPhone16}).status, 0);
+  }
+
+  // The emulator's record of the iPhone 16's permissions.
+  Json emulatorPermissions() {
+    const Json document = Json::parse(testing::readBytes(root() / "emulator" / "devices.json").value());
+    for (const auto& runtime : document["runtimes"]) {
+      for (const auto& device : runtime["devices"]) {
+        if (device["udid"] == kIPhone16 && device.contains("emulator")) return device["emulator"].value("privacy", Json());
+      }
+    }
+    return {};
+  }
+
+  void expectFailure(const CliResult& result, const std::string& kind, const std::string& message) {
+    EXPECT_EQ(result.status, 1) << result.err;
+    EXPECT_TRUE(result.err.starts_with("orvanta: " + message + "\n")) << result.err;
+    if (!result.out.empty()) {
+      EXPECT_EQ(result.json()["error"], (Json{{"kind", kind}, {"message", message}}));
+    }
+  }
+};
+
+TEST_F(PrivacyCliTest, GrantRevokeAndResetReachTheSimulatorWithTheNote) {
+  auto granted = orvanta({"privacy", "grant", "photos", "com.example.cafe"});
+  ASSERT_EQ(granted.status, 0) << granted.err;
+  EXPECT_EQ(granted.out, "Granted Photos for com.example.cafe on iPhone 16.\nNote: " + kNote + "\n");
+
+  auto revoked = orvanta({"--json", "privacy", "revoke", "location-always", "com.example.cafe"});
+  ASSERT_EQ(revoked.status, 0) << revoked.err;
+  EXPECT_EQ(revoked.json(), (Json{{"action", "revoke"},
+                                  {"service", "location-always"},
+                                  {"bundleIdentifier", "com.example.cafe"},
+                                  {"simulatorUDID", kIPhone16},
+                                  {"note", kNote}}));
+  EXPECT_EQ(emulatorPermissions(),
+            (Json{{"com.example.cafe", {{"photos", "granted"}, {"location-always", "revoked"}}}}));
+
+  ASSERT_EQ(orvanta({"privacy", "reset", "all", "com.example.cafe"}).status, 0);
+  EXPECT_EQ(emulatorPermissions(), Json::object());
+}
+
+TEST_F(PrivacyCliTest, RefusalsComeInOrderAndChangeNothing) {
+  expectFailure(orvanta({"privacy", "grant", "photos", "com.example.missing"}), "appNotInstalled",
+                "com.example.missing is not installed on this simulator.");
+  expectFailure(orvanta({"--json", "privacy", "grant", "photos", "com example"}), "invalidBundleIdentifier",
+                "That bundle identifier isn't valid.");
+  expectFailure(orvanta({"--json", "privacy", "grant", "all", "com.example.cafe"}), "unsupportedAction",
+                "Grant isn't supported for All Permissions. Use Reset to clear it instead.");
+  expectFailure(orvanta({"--json", "privacy", "grant", "health", "com.example.cafe"}), "unsupportedService",
+                "Xcode's simctl doesn't list a \xe2\x80\x9chealth\xe2\x80\x9d privacy service.");
+  expectFailure(orvanta({"privacy", "grant", "photos", "com.example.cafe", "-d", kIPadPro}), "simulatorNotBooted",
+                "The selected simulator is not booted.");
+
+  SimulatorMutationGate holder(root() / "runtime" / "orvanta");
+  ASSERT_TRUE(holder.acquire(kIPhone16, gate_labels::scenario));
+  auto busy = orvanta({"privacy", "reset", "photos", "com.example.cafe"});
+  expectFailure(busy, "simulatorBusy", std::string(gate_messages::apps));
+  EXPECT_NE(busy.err.find("iPhone 16 is held by scenario (pid "), std::string::npos) << busy.err;
+  holder.release(kIPhone16, gate_labels::scenario);
+
+  ASSERT_EQ(orvanta({"target", "clear"}).status, 0);
+  expectFailure(orvanta({"--json", "privacy", "grant", "photos", "com.example.cafe"}), "simulatorNotSelected",
+                "Choose a booted simulator.");
+  EXPECT_TRUE(emulatorPermissions().is_null());
+}
+
+TEST_F(PrivacyCliTest, ServicesFollowWhatSimctlLists) {
+  auto listed = orvanta({"--json", "privacy", "services"});
+  ASSERT_EQ(listed.status, 0) << listed.err;
+  const Json services = listed.json();
+  ASSERT_EQ(services.size(), 13u);
+  EXPECT_EQ(services[0], (Json{{"name", "location"}, {"label", "Location"}}));
+  EXPECT_TRUE(services[5].contains("note"));
+
+  // A runtime that lists more: the extra service is offered with its word as label.
+  const auto text = simctl({"privacy"}).err;
+  const std::string siri = "\t         siri - Allow use of the app with Siri.\n";
+  std::string extended = text;
+  extended.insert(extended.find(siri) + siri.size(), "\t         camera - Allow access to camera.\n");
+  testing::writeBytes(root() / "emulator" / "faults.json",
+                      Json{{"privacy", {{"exit", 64}, {"stderr", extended}, {"times", 1}}}}.dump());
+  auto extra = orvanta({"privacy", "services"});
+  ASSERT_EQ(extra.status, 0) << extra.err;
+  EXPECT_NE(extra.out.find("\ncamera            camera\n"), std::string::npos) << extra.out;
+
+  // Text simctl's usage does not hold: the built-in list, said once on stderr.
+  testing::writeBytes(root() / "emulator" / "faults.json",
+                      Json{{"privacy", {{"exit", 64}, {"stderr", "usage: simctl privacy\n"}, {"times", 1}}}}.dump());
+  auto fallback = orvanta({"--json", "privacy", "services"});
+  ASSERT_EQ(fallback.status, 0) << fallback.err;
+  EXPECT_EQ(fallback.json().size(), 13u);
+  EXPECT_EQ(fallback.err,
+            "orvanta: Couldn't read the privacy services from simctl's usage text; offering Orvanta's built-in list "
+            "instead.\n");
+}
+
+}  // namespace
+}  // namespace orvanta

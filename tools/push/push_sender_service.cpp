@@ -1,0 +1,60 @@
+#include "tools/push/push_sender_service.hpp"
+
+#include "support/app_paths.hpp"
+#include "support/private_directory.hpp"
+
+namespace orvanta {
+namespace {
+
+std::string trimmed(std::string_view text) {
+  const auto first = text.find_first_not_of(" \t\r\n");
+  if (first == std::string_view::npos) return {};
+  const auto last = text.find_last_not_of(" \t\r\n");
+  return std::string(text.substr(first, last - first + 1));
+}
+
+// What simctl said about a failed push: its stderr, else its stdout, else the exit status.
+std::string diagnostic(const ProcessRunner::Output& output) {
+  std::string text = trimmed(utf8OrEmpty(output.stderr));
+  if (text.empty()) text = trimmed(utf8OrEmpty(output.stdout));
+  if (text.empty()) {
+    text = output.terminatedBySignal ? "simctl was ended by signal " + std::to_string(output.terminationStatus)
+                                     : "simctl exited with status " + std::to_string(output.terminationStatus);
+  }
+  return text;
+}
+
+// The system's own message for a file failure, without the path around it.
+std::string systemReason(const FileError& error) {
+  return error.message.empty() ? error.description() : error.message;
+}
+
+}  // namespace
+
+PushSenderService::PushSenderService(SimctlClient client, std::filesystem::path temporaryFolder)
+    : client_(std::move(client)), temporaryFolder_(std::move(temporaryFolder)) {}
+
+PushSenderService::PushSenderService(SimctlClient client) : PushSenderService(std::move(client), temporaryDirectory()) {}
+
+expected<void, PushError> PushSenderService::send(const std::string& payload, const std::string& bundleIdentifier,
+                                                  const std::string& simulatorUDID, orvanta::stop_token stop) const {
+  if (simulatorUDID.empty() || simulatorUDID == "booted") return unexpected(PushError::noSimulator());
+  if (bundleIdentifier.empty()) return unexpected(PushError::noApp());
+
+  // Every send gets a folder of its own, so concurrent sends never share a file. The folder is removed
+  // when `folder` goes out of scope, on every path out of this function: payloads never pile up in the
+  // temporary folder.
+  auto folder = PrivateDirectory::createUnique(temporaryFolder_, "Orvanta-Push-");
+  if (!folder) return unexpected(PushError::sendFailed(systemReason(folder.error())));
+  auto file = folder->writeFile("payload.apns", payload);
+  if (!file) return unexpected(PushError::sendFailed(systemReason(file.error())));
+
+  auto output = client_.simctl({"push", simulatorUDID, bundleIdentifier, file->string()}, std::move(stop));
+  if (!output) return unexpected(PushError::sendFailed(output.error().description()));
+  if (output->terminationStatus != 0 || output->terminatedBySignal) {
+    return unexpected(PushError::sendFailed(diagnostic(*output)));
+  }
+  return {};
+}
+
+}  // namespace orvanta
