@@ -144,6 +144,14 @@ std::string bashScript(const std::vector<CommandSpec>& specs) {
   }
   s << R"SH(  esac
 }
+# Sets COMPREPLY to the words of $1 (split on blanks) that begin with $2.
+_orvanta_match() {
+  local word
+  COMPREPLY=()
+  for word in $1; do
+    [[ $word == "$2"* ]] && COMPREPLY+=("$word")
+  done
+}
 _orvanta_words() {
   local words=$1 cur=$2
   if [[ $words == "@devices" ]]; then
@@ -153,36 +161,39 @@ _orvanta_words() {
       [[ $name == "$cur"* ]] && COMPREPLY+=("$(printf '%q' "$name")")
     done < <("${_orvanta_program:-orvanta}" completion devices 2>/dev/null)
   else
-    COMPREPLY=($(compgen -W "$words" -- "$cur"))
+    _orvanta_match "$words" "$cur"
   fi
 }
 _orvanta() {
+  # Under zsh's bashcompinit, arrays must count from 0 and words split as in bash. (No variable here may
+  # be called "path": zsh ties that name to PATH.)
+  [[ -n ${ZSH_VERSION-} ]] && setopt local_options ksh_arrays sh_word_split
   local cur=${COMP_WORDS[COMP_CWORD]} prev=${COMP_WORDS[COMP_CWORD-1]}
-  local path="" word i skip=0 subs values
+  local at="" word i skip=0 subs values
   _orvanta_program=${COMP_WORDS[0]}
   for ((i = 1; i < COMP_CWORD; i++)); do
     word=${COMP_WORDS[i]}
     if ((skip)); then skip=0; continue; fi
     if [[ $word == -* ]]; then
-      _orvanta_option_values "$path" "$word" >/dev/null && skip=1
+      _orvanta_option_values "$at" "$word" >/dev/null && skip=1
       continue
     fi
-    subs=" $(_orvanta_subcommands "$path") "
-    [[ $subs == *" $word "* ]] && path="${path:+$path }$word"
+    subs=" $(_orvanta_subcommands "$at") "
+    [[ $subs == *" $word "* ]] && at="${at:+$at }$word"
   done
-  if [[ $COMP_CWORD -gt 1 && $prev == -* ]] && values=$(_orvanta_option_values "$path" "$prev"); then
+  if [[ $COMP_CWORD -gt 1 && $prev == -* ]] && values=$(_orvanta_option_values "$at" "$prev"); then
     _orvanta_words "$values" "$cur"
     return 0
   fi
   if [[ $cur == -* ]]; then
-    COMPREPLY=($(compgen -W "$(_orvanta_options "$path")" -- "$cur"))
+    _orvanta_match "$(_orvanta_options "$at")" "$cur"
     return 0
   fi
-  subs=$(_orvanta_subcommands "$path")
+  subs=$(_orvanta_subcommands "$at")
   if [[ -n $subs ]]; then
-    COMPREPLY=($(compgen -W "$subs" -- "$cur"))
+    _orvanta_match "$subs" "$cur"
   else
-    _orvanta_words "$(_orvanta_positional_values "$path")" "$cur"
+    _orvanta_words "$(_orvanta_positional_values "$at")" "$cur"
   fi
   return 0
 }
@@ -247,7 +258,8 @@ end
 function __orvanta_say
     for word in (string split ' ' -- $argv[1])
         if test "$word" = '@devices'
-            command (commandline -opc)[1] completion devices 2>/dev/null
+            set -l program (commandline -opc)[1]
+            command $program completion devices 2>/dev/null
         else if test -n "$word"
             echo $word
         end
@@ -256,7 +268,7 @@ end
 function __orvanta_complete
     set -l words (commandline -opc)
     set -l current (commandline -ct)
-    set -l path ''
+    set -l at ''
     set -l skip 0
     for word in $words[2..-1]
         if test $skip = 1
@@ -264,31 +276,31 @@ function __orvanta_complete
             continue
         end
         if string match -q -- '-*' $word
-            if __orvanta_option_values "$path" $word >/dev/null
+            if __orvanta_option_values "$at" $word >/dev/null
                 set skip 1
             end
             continue
         end
-        if contains -- $word (__orvanta_subcommands "$path")
-            set path (string trim -- "$path $word")
+        if contains -- $word (__orvanta_subcommands "$at")
+            set at (string trim -- "$at $word")
         end
     end
     if test (count $words) -gt 1; and string match -q -- '-*' $words[-1]
-        set -l values (__orvanta_option_values "$path" $words[-1])
+        set -l values (__orvanta_option_values "$at" $words[-1])
         and begin
             __orvanta_say "$values"
             return
         end
     end
     if string match -q -- '-*' $current
-        __orvanta_options "$path"
+        __orvanta_options "$at"
         return
     end
-    set -l subs (__orvanta_subcommands "$path")
+    set -l subs (__orvanta_subcommands "$at")
     if test (count $subs) -gt 0
         printf '%s\n' $subs
     else
-        __orvanta_say (__orvanta_positional_values "$path")
+        __orvanta_say (__orvanta_positional_values "$at")
     end
 end
 complete -c orvanta -f -a '(__orvanta_complete)'
