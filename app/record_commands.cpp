@@ -13,6 +13,7 @@
 #include <ostream>
 #include <thread>
 
+#include "app/capture_folder.hpp"
 #include "app/commands.hpp"
 #include "app/environment.hpp"
 #include "app/target_resolution.hpp"
@@ -147,21 +148,6 @@ CommandOutcome record(CommandContext& context, const RecordOptions& options) {
   return {};
 }
 
-CommandOutcome showOrSetFolder(CommandContext& context, const std::string& path) {
-  RecordingDestinationStore store(context.environment.settings());
-  if (!path.empty()) {
-    if (auto set = store.setFolder(path); !set) return unexpected(CommandFailure::failure("writeFailed", set.error()));
-  }
-  auto folder = store.currentFolder();
-  if (!folder) return unexpected(CommandFailure::failure("homeNotFound", folder.error()));
-  if (context.options.json) {
-    context.emitJson(Json{{"path", folder->string()}});
-  } else {
-    context.out << folder->string() << '\n';
-  }
-  return {};
-}
-
 }  // namespace
 
 void registerRecordCommands(CLI::App& app, CommandRegistry& registry) {
@@ -190,7 +176,10 @@ void registerRecordCommands(CLI::App& app, CommandRegistry& registry) {
   auto* folder = record->add_subcommand("folder", "Show or set the folder recordings are saved into");
   folder->add_option("PATH", *folderPath, "The new folder (remembered; created at the next save)");
   folder->footer("--json: {path}.");
-  registry.on(folder, [folderPath](CommandContext& context) { return showOrSetFolder(context, *folderPath); });
+  registry.on(folder, [folderPath](CommandContext& context) {
+    RecordingDestinationStore store(context.environment.settings());
+    return showOrSetCaptureFolder(context, store, *folderPath);
+  });
 }
 
 }  // namespace orvanta

@@ -9,6 +9,7 @@
 #include <nlohmann/json.hpp>
 #include <ostream>
 
+#include "app/capture_folder.hpp"
 #include "app/commands.hpp"
 #include "app/environment.hpp"
 #include "app/target_resolution.hpp"
@@ -169,22 +170,6 @@ CommandOutcome takeScreenshot(CommandContext& context, const ScreenshotOptions& 
   return {};
 }
 
-// `orvanta screenshot folder` and `orvanta record folder`.
-CommandOutcome showOrSetFolder(CommandContext& context, CaptureDestinationStore& store, const std::string& path) {
-  if (!path.empty()) {
-    if (auto set = store.setFolder(path); !set) {
-      return unexpected(CommandFailure::failure("writeFailed", set.error()));
-    }
-  }
-  auto folder = store.currentFolder();
-  if (!folder) return unexpected(CommandFailure::failure("homeNotFound", folder.error()));
-  if (context.options.json) {
-    context.emitJson(Json{{"path", folder->string()}});
-  } else {
-    context.out << folder->string() << '\n';
-  }
-  return {};
-}
 
 }  // namespace
 
@@ -218,7 +203,7 @@ void registerScreenshotCommands(CLI::App& app, CommandRegistry& registry) {
   folder->footer("--json: {path}.");
   registry.on(folder, [folderPath](CommandContext& context) {
     ScreenshotDestinationStore store(context.environment.settings());
-    return showOrSetFolder(context, store, *folderPath);
+    return showOrSetCaptureFolder(context, store, *folderPath);
   });
 }
 

@@ -9,18 +9,7 @@ namespace {
 using Error = SimulatorAppError;
 using Case = SimulatorAppError::Case;
 
-std::string trimmed(std::string_view text) {
-  const auto first = text.find_first_not_of(" \t\r\n");
-  if (first == std::string_view::npos) return {};
-  const auto last = text.find_last_not_of(" \t\r\n");
-  return std::string(text.substr(first, last - first + 1));
-}
-
-std::string errorText(const ProcessRunner::Output& output) {
-  std::string text = trimmed(utf8OrEmpty(output.stderr));
-  if (text.empty()) text = trimmed(utf8OrEmpty(output.stdout));
-  return text;
-}
+std::string errorText(const ProcessRunner::Output& output) { return simctlDiagnostic(output); }
 
 bool failed(const ProcessRunner::Output& output) { return output.terminationStatus != 0 || output.terminatedBySignal; }
 

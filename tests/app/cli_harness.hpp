@@ -54,6 +54,18 @@ class CliTest : public ::testing::Test {
     return runProgram(ORVANTA_EMULATOR, std::move(arguments), std::nullopt);
   }
   void setEnvironment(const std::string& key, const std::string& value) { environment_[key] = value; }
+
+  // A refusal: exit 1, the sentence on stderr (after "orvanta: " and before any hints), and with --json the
+  // error document with the case's name.
+  static void expectFailure(const CliResult& result, const std::string& kind, const std::string& message) {
+    EXPECT_EQ(result.status, 1) << result.err;
+    EXPECT_NE(result.err.find("orvanta: " + message + "\n"), std::string::npos) << result.err;
+    if (!result.out.empty()) {
+      const auto document = result.json();
+      EXPECT_EQ(document["error"]["kind"], kind);
+      EXPECT_EQ(document["error"]["message"], message);
+    }
+  }
   const std::map<std::string, std::string>& environmentForTest() const { return environment_; }
 
   // How many processes still run with this test's emulator home in their environment (Linux only; -1

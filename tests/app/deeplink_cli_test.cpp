@@ -37,14 +37,6 @@ class DeepLinkCliTest : public testing::CliTest {
     return device.contains("emulator") ? device["emulator"].value("openedURLs", Json::array()) : Json::array();
   }
 
-  void expectFailure(const CliResult& result, const std::string& kind, const std::string& message) {
-    EXPECT_EQ(result.status, 1) << result.err;
-    EXPECT_TRUE(contains(result.err, "orvanta: " + message + "\n")) << result.err;
-    if (!result.out.empty()) {
-      EXPECT_EQ(result.json()["error"]["kind"], kind);
-      EXPECT_EQ(result.json()["error"]["message"], message);
-    }
-  }
 };
 
 TEST_F(DeepLinkCliTest, OpenReachesTheAppThatDeclaresTheScheme) {

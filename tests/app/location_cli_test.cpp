@@ -62,14 +62,6 @@ class LocationCliTest : public testing::CliTest {
     return path.string();
   }
 
-  void expectFailure(const CliResult& result, const std::string& kind, const std::string& message) {
-    EXPECT_EQ(result.status, 1) << result.err;
-    EXPECT_TRUE(result.err.starts_with("orvanta: " + message + "\n")) << result.err;
-    if (!result.out.empty()) {
-      EXPECT_EQ(result.json()["error"]["kind"], kind);
-      EXPECT_EQ(result.json()["error"]["message"], message);
-    }
-  }
 };
 
 TEST_F(LocationCliTest, SetClearAndHistory) {

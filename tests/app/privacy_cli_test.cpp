@@ -32,13 +32,6 @@ class PrivacyCliTest : public testing::CliTest {
     return {};
   }
 
-  void expectFailure(const CliResult& result, const std::string& kind, const std::string& message) {
-    EXPECT_EQ(result.status, 1) << result.err;
-    EXPECT_TRUE(result.err.starts_with("orvanta: " + message + "\n")) << result.err;
-    if (!result.out.empty()) {
-      EXPECT_EQ(result.json()["error"], (Json{{"kind", kind}, {"message", message}}));
-    }
-  }
 };
 
 TEST_F(PrivacyCliTest, GrantRevokeAndResetReachTheSimulatorWithTheNote) {

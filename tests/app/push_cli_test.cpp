@@ -48,14 +48,6 @@ class PushCliTest : public testing::CliTest {
     return count;
   }
 
-  void expectFailure(const CliResult& result, const std::string& kind, const std::string& message) {
-    EXPECT_EQ(result.status, 1) << result.err;
-    EXPECT_TRUE(result.err.starts_with("orvanta: " + message + "\n")) << result.err;
-    if (!result.out.empty()) {
-      EXPECT_EQ(result.json()["error"]["kind"], kind);
-      EXPECT_EQ(result.json()["error"]["message"], message);
-    }
-  }
 };
 
 TEST_F(PushCliTest, SendsFromPresetFileAndStandardInputAndKeepsTheHistory) {

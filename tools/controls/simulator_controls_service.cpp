@@ -5,6 +5,7 @@
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
+#include "support/text.hpp"
 #include "support/utf8.hpp"
 
 namespace orvanta {
@@ -65,19 +66,12 @@ std::size_t characterCount(std::string_view text) {
   return count;
 }
 
-std::string trimmed(std::string_view text) {
-  const auto first = text.find_first_not_of(" \t\r\n");
-  if (first == std::string_view::npos) return {};
-  const auto last = text.find_last_not_of(" \t\r\n");
-  return std::string(text.substr(first, last - first + 1));
-}
-
 }  // namespace
 
 std::optional<SimulatorControlsError> validateStatusBarOverride(const StatusBarOverride& value) {
   auto invalid = [](std::string message) { return SimulatorControlsError::invalidStatusBarValue(std::move(message)); };
   if (value.time) {
-    if (trimmed(*value.time).empty()) return invalid("The status bar time can't be empty.");
+    if (trimWhitespace(*value.time).empty()) return invalid("The status bar time can't be empty.");
     if (!isValidUtf8(*value.time) || hasControlCharacters(*value.time)) {
       return invalid("The status bar time can't contain line breaks or control characters.");
     }
@@ -204,9 +198,7 @@ expected<SimulatorControlsResult, SimulatorControlsError> SimulatorControlsServi
   std::string out = utf8OrEmpty(output->stdout);
   std::string err = utf8OrEmpty(output->stderr);
   if (output->terminationStatus != 0 || output->terminatedBySignal) {
-    std::string message = trimmed(err);
-    if (message.empty()) message = trimmed(out);
-    return unexpected(Error::simctlFailed(output->terminationStatus, std::move(message)));
+    return unexpected(Error::simctlFailed(output->terminationStatus, simctlDiagnostic(*output)));
   }
   return SimulatorControlsResult{action, device.udid, device.name, std::move(out), std::move(err)};
 }

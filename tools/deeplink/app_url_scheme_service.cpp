@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <system_error>
 
+#include "support/text.hpp"
 #include "support/atomic_file.hpp"
 #include "support/property_list.hpp"
 
@@ -13,13 +14,6 @@ using Case = AppURLSchemeError::Case;
 
 // Far above any real Info.plist (a few KiB); keeps a hostile file from being read whole.
 constexpr std::uintmax_t maximumInfoPlistBytes = 8u << 20;
-
-std::string_view trimmed(std::string_view text) {
-  constexpr std::string_view space = " \t\r\n\v\f";
-  const auto first = text.find_first_not_of(space);
-  if (first == std::string_view::npos) return {};
-  return text.substr(first, text.find_last_not_of(space) - first + 1);
-}
 
 bool equalIgnoringCase(std::string_view a, std::string_view b) {
   auto lower = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; };
@@ -83,12 +77,12 @@ expected<std::vector<DeclaredURLScheme>, AppURLSchemeError> readDeclaredURLSchem
 }
 
 AppURLSchemeError classifyAppContainerFailure(std::int32_t status, std::string_view stderrText) {
-  const std::string detail(trimmed(stderrText));
+  const std::string detail(trimWhitespace(stderrText));
   if (stderrText.find("(domain=NSPOSIXErrorDomain, code=2)") != std::string_view::npos ||
       stderrText.find("No such file or directory") != std::string_view::npos) {
     return AppURLSchemeError(Case::appNotInstalled, detail);
   }
-  if (trimmed(stderrText).starts_with("Invalid device:") ||
+  if (trimWhitespace(stderrText).starts_with("Invalid device:") ||
       stderrText.find("Unable to lookup in current state:") != std::string_view::npos) {
     return AppURLSchemeError(Case::invalidSimulator, detail);
   }
@@ -111,7 +105,7 @@ expected<std::vector<DeclaredURLScheme>, AppURLSchemeError> AppURLSchemeService:
     return unexpected(classifyAppContainerFailure(output->terminationStatus, output->stderr.str()));
   }
   const std::string answer = output->stdout.str();
-  const std::string_view path = trimmed(answer);
+  const std::string_view path = trimWhitespace(answer);
   std::error_code error;
   if (path.empty() || path.find_first_of("\r\n") != std::string_view::npos || path.find('\0') != std::string_view::npos ||
       !std::filesystem::path(path).is_absolute() || !std::filesystem::is_directory(std::filesystem::path(path), error)) {

@@ -4,6 +4,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "support/text.hpp"
 #include "support/reference_date.hpp"
 #include "support/uuid.hpp"
 
@@ -12,13 +13,6 @@ namespace {
 
 using Case = LocationSimulationError::Case;
 using Json = nlohmann::json;
-
-std::string_view trimmedLabel(std::string_view text) {
-  constexpr std::string_view space = " \t\r\n\v\f";
-  const auto first = text.find_first_not_of(space);
-  if (first == std::string_view::npos) return {};
-  return text.substr(first, text.find_last_not_of(space) - first + 1);
-}
 
 std::optional<std::string> uuidField(const Json& json, const char* key) {
   const auto found = json.find(key);
@@ -127,7 +121,7 @@ std::vector<LocationPreset> LocationPresetStore::presets() const {
 
 expected<LocationPreset, LocationSimulationError> LocationPresetStore::add(std::string_view label,
                                                                            const SimulatedLocation& coordinate) {
-  const std::string_view name = trimmedLabel(label);
+  const std::string_view name = trimWhitespace(label);
   if (name.empty()) return unexpected(LocationSimulationError(Case::emptyLabel));
   LocationPreset preset{makeUUID(), std::string(name), coordinate};
   std::optional<LocationSimulationError> refused;
@@ -150,7 +144,7 @@ expected<LocationPreset, LocationSimulationError> LocationPresetStore::add(std::
 
 expected<LocationPreset, LocationSimulationError> LocationPresetStore::edit(
     std::string_view id, std::string_view label, const std::optional<SimulatedLocation>& coordinate) {
-  const std::string_view name = trimmedLabel(label);
+  const std::string_view name = trimWhitespace(label);
   if (name.empty()) return unexpected(LocationSimulationError(Case::emptyLabel));
   const auto wanted = parseUUID(id);
   std::optional<LocationSimulationError> refused;

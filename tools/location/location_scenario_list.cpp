@@ -2,17 +2,11 @@
 
 #include <optional>
 
+#include "support/text.hpp"
 #include "support/utf8.hpp"
 
 namespace orvanta {
 namespace {
-
-std::string_view trimmed(std::string_view text) {
-  constexpr std::string_view space = " \t\r\n\v\f";
-  const auto first = text.find_first_not_of(space);
-  if (first == std::string_view::npos) return {};
-  return text.substr(first, text.find_last_not_of(space) - first + 1);
-}
 
 bool isContinuationByte(char c) {
   return (static_cast<unsigned char>(c) & 0xC0) == 0x80;
@@ -63,7 +57,7 @@ expected<std::vector<LocationScenario>, LocationSimulationError> parseLocationSc
   for (std::size_t start = 0; start < output.size();) {
     std::size_t end = output.find('\n', start);
     if (end == std::string_view::npos) end = output.size();
-    lines.push_back(trimmed(output.substr(start, end - start)));
+    lines.push_back(trimWhitespace(output.substr(start, end - start)));
     start = end + 1;
   }
 
@@ -75,7 +69,7 @@ expected<std::vector<LocationScenario>, LocationSimulationError> parseLocationSc
       const std::string_view line = lines[i];
       if (line.empty()) continue;
       const std::size_t split = byteOffsetOfColumn(line, *column);
-      scenarios.push_back({std::string(trimmed(line.substr(0, split))), std::string(trimmed(line.substr(split)))});
+      scenarios.push_back({std::string(trimWhitespace(line.substr(0, split))), std::string(trimWhitespace(line.substr(split)))});
     }
     return scenarios;
   }

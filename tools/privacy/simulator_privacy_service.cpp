@@ -1,5 +1,6 @@
 #include "tools/privacy/simulator_privacy_service.hpp"
 
+#include "support/text.hpp"
 #include "apps/bundle_identifier.hpp"
 #include "apps/simulator_app_service.hpp"
 #include "core/simulator_mutation_gate.hpp"
@@ -9,12 +10,6 @@ namespace {
 
 using Error = SimulatorPrivacyError;
 using Case = SimulatorPrivacyError::Case;
-
-std::string trimmed(std::string_view text) {
-  const auto first = text.find_first_not_of(" \t\r\n");
-  if (first == std::string_view::npos) return {};
-  return std::string(text.substr(first, text.find_last_not_of(" \t\r\n") - first + 1));
-}
 
 Error fromAppError(const SimulatorAppError& error) {
   switch (error.kind) {
@@ -77,7 +72,7 @@ expected<void, SimulatorPrivacyError> SimulatorPrivacyService::apply(const Simul
     return unexpected(Error::processLaunchFailure(output.error().description()));
   }
   if (output->terminationStatus != 0 || output->terminatedBySignal) {
-    return unexpected(Error::processFailure(output->terminationStatus, trimmed(utf8OrEmpty(output->stderr))));
+    return unexpected(Error::processFailure(output->terminationStatus, std::string(trimWhitespace(utf8OrEmpty(output->stderr)))));
   }
   return {};
 }

@@ -6,17 +6,9 @@
 namespace orvanta {
 namespace {
 
-std::string trimmed(std::string_view text) {
-  const auto first = text.find_first_not_of(" \t\r\n");
-  if (first == std::string_view::npos) return {};
-  const auto last = text.find_last_not_of(" \t\r\n");
-  return std::string(text.substr(first, last - first + 1));
-}
-
 // What simctl said about a failed push: its stderr, else its stdout, else the exit status.
 std::string diagnostic(const ProcessRunner::Output& output) {
-  std::string text = trimmed(utf8OrEmpty(output.stderr));
-  if (text.empty()) text = trimmed(utf8OrEmpty(output.stdout));
+  std::string text = simctlDiagnostic(output);
   if (text.empty()) {
     text = output.terminatedBySignal ? "simctl was ended by signal " + std::to_string(output.terminationStatus)
                                      : "simctl exited with status " + std::to_string(output.terminationStatus);
