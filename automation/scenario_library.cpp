@@ -111,6 +111,12 @@ ScenarioLibrary ScenarioLibrary::read(const std::filesystem::path& file, const C
   return library;
 }
 
+std::optional<ScenarioLibrary> ScenarioLibrary::decodeDocument(std::string_view text) {
+  ScenarioLibrary library;
+  if (build(library, text) != ReadState::built) return std::nullopt;
+  return library;
+}
+
 ScenarioLibrary ScenarioLibrary::load(std::filesystem::path file, Clock now) {
   return read(file, now, /*locked=*/false);
 }

@@ -80,6 +80,10 @@ class ScenarioLibrary {
   // unreadable one is moved aside (recoveryNotice() then says so).
   [[nodiscard]] static ScenarioLibrary load(std::filesystem::path file, Clock now = std::chrono::system_clock::now);
 
+  // The library a file's text holds (entries and preserved items; no path), or nullopt when the text is not
+  // a library document at all (the file would be moved aside). Pure; never throws.
+  [[nodiscard]] static std::optional<ScenarioLibrary> decodeDocument(std::string_view text);
+
   // Appends `scenario` with schema version 1. Fails with encodingFailed or writeFailed.
   [[nodiscard]] expected<void, ScenarioLibraryError> add(ScenarioDefinition scenario);
   // Replaces the readable scenario with the same id, with schema version 1 and `updatedAt` now. notFound
