@@ -325,7 +325,6 @@ CommandOutcome checkScenario(CommandContext& context, const RunOptions& options)
     if (plan.error().caseName.starts_with("preflightIssues:")) {
       auto failure = plan.error();
       failure.caseName = failure.caseName.substr(16);
-      if (context.options.json) failure.message.clear();
       return unexpected(failure);
     }
     return unexpected(plan.error());
@@ -395,7 +394,6 @@ CommandOutcome runScenario(CommandContext& context, const RunOptions& options) {
   if (cancelled || context.stop.stop_requested()) return unexpected(CommandFailure::interrupted());
   if (!allSucceeded) {
     auto failure = CommandFailure::failure("scenarioFailed", summary);
-    if (context.options.json) failure.message.clear();
     return unexpected(failure);
   }
   return {};
