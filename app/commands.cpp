@@ -19,6 +19,7 @@ void registerCommands(CLI::App& app, CommandRegistry& registry) {
   registerLifecycleCommands(app, registry);
   registerDoctorCommands(app, registry);
   registerCompletionCommands(app, registry);
+  registerScenarioCommands(app, registry);
 }
 
 }  // namespace orvanta

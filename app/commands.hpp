@@ -24,5 +24,6 @@ void registerScreenshotCommands(CLI::App& app, CommandRegistry& registry);
 void registerRecordCommands(CLI::App& app, CommandRegistry& registry);
 void registerPushCommands(CLI::App& app, CommandRegistry& registry);
 void registerPrivacyCommands(CLI::App& app, CommandRegistry& registry);
+void registerScenarioCommands(CLI::App& app, CommandRegistry& registry);
 
 }  // namespace orvanta

@@ -10,6 +10,7 @@
 #include "app/commands.hpp"
 #include "app/environment.hpp"
 #include "app/target_resolution.hpp"
+#include "tools/controls/simulator_controls_readback.hpp"
 #include "tools/controls/simulator_controls_service.hpp"
 
 namespace orvanta {
@@ -18,12 +19,7 @@ namespace {
 using Action = SimulatorControlsAction;
 using ActionCase = SimulatorControlsAction::Case;
 
-std::string firstLine(std::string_view text) {
-  auto end = text.find_first_of("\r\n");
-  std::string line(text.substr(0, end));
-  while (!line.empty() && line.back() == ' ') line.pop_back();
-  return line;
-}
+std::string firstLine(std::string_view text) { return firstOutputLine(text); }
 
 template <class Enum, std::size_t N>
 std::string choices(const std::array<Enum, N>& all) {
@@ -135,8 +131,7 @@ CommandOutcome uiCommand(CommandContext& context, const UiSetting& setting, cons
     context.emitJson(document);
   }
   if (change && verify && expected && reported != expected) {
-    return unexpected(notConfirmed("Sent " + std::string(setting.what) + " " + setting.show(*expected) +
-                                   ", but the simulator reports " + setting.show(*reported) + "."));
+    return unexpected(notConfirmed(settingNotConfirmedText(setting.what, setting.show(*expected), setting.show(*reported))));
   }
   if (context.options.json) return {};
   const std::string& name = (applied ? *applied : *reading).simulatorName;
@@ -202,33 +197,6 @@ expected<StatusBarOverride, CommandFailure> overrideFromFlags(const StatusBarFla
   return base;
 }
 
-// The fields of `sent` that the listing contradicts. The battery state is not compared (its codes are
-// undocumented), nor a time given as a full date (the status bar shows only the clock).
-std::vector<std::string> contradictions(const StatusBarOverride& sent, const StatusBarReading& reading) {
-  std::vector<std::string> found;
-  const auto& got = reading.values;
-  auto compare = [&](const char* name, const auto& want, const auto& have, auto show) {
-    if (!want) return;
-    if (!have) {
-      found.push_back(std::string(name) + " " + show(*want) + " (not listed)");
-    } else if (*want != *have) {
-      found.push_back(std::string(name) + " " + show(*want) + " (listed as " + show(*have) + ")");
-    }
-  };
-  auto text = [](const std::string& value) { return "\"" + value + "\""; };
-  auto number = [](int value) { return std::to_string(value); };
-  auto raw = [](auto value) { return std::string(rawValue(value)); };
-  if (sent.time && sent.time->find('T') == std::string::npos) compare("time", sent.time, got.time, text);
-  compare("data network", sent.dataNetwork, got.dataNetwork, raw);
-  compare("Wi-Fi mode", sent.wifiMode, got.wifiMode, raw);
-  compare("Wi-Fi bars", sent.wifiBars, got.wifiBars, number);
-  compare("cellular mode", sent.cellularMode, got.cellularMode, raw);
-  compare("cellular bars", sent.cellularBars, got.cellularBars, number);
-  compare("operator name", sent.operatorName, got.operatorName, text);
-  compare("battery level", sent.batteryLevel, got.batteryLevel, number);
-  return found;
-}
-
 nlohmann::json readingJson(const StatusBarReading& reading) {
   nlohmann::json document = toJson(reading.values);
   if (reading.batteryStateCode) document["batteryStateCode"] = *reading.batteryStateCode;
@@ -247,7 +215,7 @@ CommandOutcome applyOverride(CommandContext& context, const StatusBarOverride& v
     auto listed = session.perform(Action::query(ActionCase::queryStatusBarOverrides));
     if (!listed) return unexpected(listed.error());
     reading = parseStatusBarList(listed->stdout);
-    wrong = contradictions(value, *reading);
+    wrong = statusBarContradictions(value, *reading);
   }
   if (context.options.json) {
     nlohmann::json document = resultJson(*applied);
@@ -260,9 +228,7 @@ CommandOutcome applyOverride(CommandContext& context, const StatusBarOverride& v
     context.emitJson(document);
   }
   if (!wrong.empty()) {
-    std::string list;
-    for (const auto& item : wrong) list += (list.empty() ? "" : "; ") + item;
-    return unexpected(notConfirmed("Sent the status bar overrides, but the simulator does not show: " + list + "."));
+    return unexpected(notConfirmed(statusBarNotConfirmedText(wrong)));
   }
   if (!context.options.json) {
     context.out << what << " applied to " << applied->simulatorName << (verify ? " (confirmed)." : " (not read back).")
@@ -308,7 +274,7 @@ CommandOutcome clearStatusBar(CommandContext& context, bool verify) {
     if (verify) document["confirmed"] = confirmed;
     context.emitJson(document);
   }
-  if (!confirmed) return unexpected(notConfirmed("Cleared the status bar overrides, but the simulator still lists some."));
+  if (!confirmed) return unexpected(notConfirmed(statusBarClearNotConfirmedText()));
   if (!context.options.json) {
     context.out << "Status bar overrides cleared on " << cleared->simulatorName << (verify ? " (confirmed)." : ".") << '\n';
   }

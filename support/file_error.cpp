@@ -1,5 +1,6 @@
 #include "support/file_error.hpp"
 
+#include <cerrno>
 #include <system_error>
 
 namespace orvanta {
@@ -87,6 +88,17 @@ std::string_view FileError::caseName() const {
       return "homeNotFound";
   }
   return {};
+}
+
+bool isResourceShortage(int errorNumber) {
+  switch (errorNumber) {
+    case EMFILE:
+    case ENFILE:
+    case ENOMEM:
+    case ENOBUFS:
+    case EAGAIN: return true;
+    default: return false;
+  }
 }
 
 }  // namespace orvanta

@@ -49,4 +49,8 @@ struct FileError {
 // The system's message for an errno value, in the words of strerror. Thread-safe.
 std::string systemMessage(int errorNumber);
 
+// Whether a failed read says nothing about the file itself: the process or system ran short of descriptors,
+// memory or buffers. A document whose read failed that way must not be set aside as unreadable.
+[[nodiscard]] bool isResourceShortage(int errorNumber);
+
 }  // namespace orvanta

@@ -66,16 +66,8 @@ expected<JsonFileSettingsStore::Loaded, FileError> JsonFileSettingsStore::read()
   auto content = readFile(file_);
   if (!content) {
     // A shortage of descriptors or memory says nothing about the file, which must not be set aside for it.
-    switch (content.error().errorNumber) {
-      case EMFILE:
-      case ENFILE:
-      case ENOMEM:
-      case ENOBUFS:
-      case EAGAIN:
-        return unexpected(std::move(content).error());
-      default:
-        return Loaded{Loaded::State::unreadable};
-    }
+    if (isResourceShortage(content.error().errorNumber)) return unexpected(std::move(content).error());
+    return Loaded{Loaded::State::unreadable};
   }
   if (!*content) return Loaded{};
   nlohmann::json document = nlohmann::json::parse(**content, nullptr, /*allow_exceptions=*/false);
