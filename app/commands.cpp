@@ -17,6 +17,7 @@ void registerCommands(CLI::App& app, CommandRegistry& registry) {
   registerDeepLinkCommands(app, registry);
   registerScreenshotCommands(app, registry);
   registerRecordCommands(app, registry);
+  registerLogsCommands(app, registry);
 }
 
 }  // namespace orvanta

@@ -22,5 +22,6 @@ void registerCompletionCommands(CLI::App& app, CommandRegistry& registry);
 void registerDeepLinkCommands(CLI::App& app, CommandRegistry& registry);
 void registerScreenshotCommands(CLI::App& app, CommandRegistry& registry);
 void registerRecordCommands(CLI::App& app, CommandRegistry& registry);
+void registerLogsCommands(CLI::App& app, CommandRegistry& registry);
 
 }  // namespace orvanta
