@@ -8,6 +8,7 @@
 
 #include <simdjson.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <cstdlib>
@@ -135,20 +136,25 @@ EndToEnd endToEnd(const std::string& text, std::size_t count) {
       ::execv(orvanta.c_str(), argv.data());
       ::_exit(127);
     }
-    // The peak resident size of the program itself (not of the bench's forked copy before exec): read
-    // while the ended child still exists, then reap it.
-    siginfo_t info{};
-    ::waitid(P_PID, static_cast<id_t>(pid), &info, WEXITED | WNOWAIT);
+    // The peak resident size of the program itself, not of the bench's forked copy before exec (which
+    // rusage would report): sampled from /proc while it runs, once it runs the program.
     long peakKiB = 0;
-    if (std::FILE* status = std::fopen(("/proc/" + std::to_string(pid) + "/status").c_str(), "r")) {
-      char row[256];
-      while (std::fgets(row, sizeof row, status)) {
-        if (std::sscanf(row, "VmHWM: %ld kB", &peakKiB) == 1) break;
-      }
-      std::fclose(status);
-    }
     int status = 0;
-    ::waitpid(pid, &status, 0);
+    const std::string proc = "/proc/" + std::to_string(pid);
+    while (::waitpid(pid, &status, WNOHANG) == 0) {
+      std::error_code error;
+      if (std::filesystem::read_symlink(proc + "/exe", error) == orvanta) {
+        if (std::FILE* file = std::fopen((proc + "/status").c_str(), "r")) {
+          char row[256];
+          long value = 0;
+          while (std::fgets(row, sizeof row, file)) {
+            if (std::sscanf(row, "VmHWM: %ld kB", &value) == 1) peakKiB = std::max(peakKiB, value);
+          }
+          std::fclose(file);
+        }
+      }
+      ::usleep(5000);
+    }
     return peakKiB;
   };
   (void)runOrvanta({"devices"}, false);  // seeds the emulator's devices
