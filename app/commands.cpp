@@ -14,6 +14,7 @@ void registerCommands(CLI::App& app, CommandRegistry& registry) {
   registerPushCommands(app, registry);
   registerPrivacyCommands(app, registry);
   registerDeepLinkCommands(app, registry);
+  registerLogsCommands(app, registry);
   registerScreenshotCommands(app, registry);
   registerRecordCommands(app, registry);
   registerLifecycleCommands(app, registry);

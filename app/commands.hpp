@@ -25,5 +25,6 @@ void registerRecordCommands(CLI::App& app, CommandRegistry& registry);
 void registerPushCommands(CLI::App& app, CommandRegistry& registry);
 void registerPrivacyCommands(CLI::App& app, CommandRegistry& registry);
 void registerScenarioCommands(CLI::App& app, CommandRegistry& registry);
+void registerLogsCommands(CLI::App& app, CommandRegistry& registry);
 
 }  // namespace orvanta

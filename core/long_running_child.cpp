@@ -21,10 +21,10 @@ class RunnerChild final : public LongRunningChild {
 
 }  // namespace
 
-StartLongRunningFunction makeStartLongRunningFunction(const ProcessRunner& runner) {
-  return [&runner](const std::filesystem::path& executable, const std::vector<std::string>& arguments,
+StartLongRunningFunction makeStartLongRunningFunction(const ProcessRunner& runner, bool keepOutput) {
+  return [&runner, keepOutput](const std::filesystem::path& executable, const std::vector<std::string>& arguments,
                    OutputCallback onOutput) -> expected<std::unique_ptr<LongRunningChild>, ProcessRunnerError> {
-    auto process = runner.startLongRunning(executable, arguments, std::move(onOutput));
+    auto process = runner.startLongRunning(executable, arguments, std::move(onOutput), keepOutput);
     if (!process) return unexpected(process.error());
     return std::unique_ptr<LongRunningChild>(std::make_unique<RunnerChild>(std::move(*process)));
   };

@@ -30,7 +30,10 @@ class LongRunningChild {
 using StartLongRunningFunction = std::function<expected<std::unique_ptr<LongRunningChild>, ProcessRunnerError>(
     const std::filesystem::path& executable, const std::vector<std::string>& arguments, OutputCallback onOutput)>;
 
-// A StartLongRunningFunction over `runner`'s startLongRunning (`runner` must outlive it).
-[[nodiscard]] StartLongRunningFunction makeStartLongRunningFunction(const ProcessRunner& runner);
+// A StartLongRunningFunction over `runner`'s startLongRunning (`runner` must outlive it). With
+// `keepOutput` false, output seen by onOutput is not also kept for the result (see
+// ProcessExecution::keepOutput): for children that print without end.
+[[nodiscard]] StartLongRunningFunction makeStartLongRunningFunction(const ProcessRunner& runner,
+                                                                    bool keepOutput = true);
 
 }  // namespace orvanta

@@ -392,7 +392,8 @@ class ProcessIoLoop {
                                       std::string(space.data(),
                                                   static_cast<std::size_t>(got)));
         }
-        buffer.commit(static_cast<std::size_t>(got));
+        // Output that only the hook sees is read through the same spare space again and again.
+        if (e.keepOutput || !e.onOutput) buffer.commit(static_cast<std::size_t>(got));
         if (static_cast<std::size_t>(got) < space.size()) return;
         continue;
       }
@@ -500,8 +501,15 @@ expected<std::unique_ptr<ProcessRunner::LongRunningProcess>, ProcessRunnerError>
 expected<std::unique_ptr<ProcessRunner::LongRunningProcess>, ProcessRunnerError> ProcessRunner::startLongRunning(
     const std::filesystem::path& executable, const std::vector<std::string>& arguments,
     OutputCallback onOutput) const {
+  return startLongRunning(executable, arguments, std::move(onOutput), true);
+}
+
+expected<std::unique_ptr<ProcessRunner::LongRunningProcess>, ProcessRunnerError> ProcessRunner::startLongRunning(
+    const std::filesystem::path& executable, const std::vector<std::string>& arguments, OutputCallback onOutput,
+    bool keepOutput) const {
   auto execution = std::make_shared<ProcessExecution>(executable, arguments);
   execution->onOutput = std::move(onOutput);
+  execution->keepOutput = keepOutput;
   std::int32_t launchedPid = 0;  // what the launch callback hands back
   execution->onLaunch = [&launchedPid](std::int32_t pid) { launchedPid = pid; };
   auto launched = ProcessIoLoop::launch(*execution);

@@ -107,8 +107,11 @@ class ProcessExecution {
   // selection from a forked copy of themselves do that). Set before the run starts.
   bool endAtExit = false;
   // When set, sees every chunk of output as it arrives (see OutputCallback); the output is still kept for
-  // the result. Set before the run starts.
+  // the result unless keepOutput is false. Set before the run starts.
   OutputCallback onOutput;
+  // False: what onOutput sees is not kept, so the result's stdout and stderr stay empty and a child that
+  // prints for hours costs no memory (a log stream). Only meaningful with onOutput. Set before the run.
+  bool keepOutput = true;
 
   // Ends the child on the caller's behalf: records `cancelled` unless a stop reason is already set, and
   // runs the stop sequence. Does nothing once finished. Any thread; does not block.
@@ -230,6 +233,10 @@ class ProcessRunner {
   [[nodiscard]] expected<std::unique_ptr<LongRunningProcess>, ProcessRunnerError> startLongRunning(
       const std::filesystem::path& executable, const std::vector<std::string>& arguments,
       OutputCallback onOutput) const;
+  // The same; with `keepOutput` false the output goes to `onOutput` only (see ProcessExecution::keepOutput).
+  [[nodiscard]] expected<std::unique_ptr<LongRunningProcess>, ProcessRunnerError> startLongRunning(
+      const std::filesystem::path& executable, const std::vector<std::string>& arguments, OutputCallback onOutput,
+      bool keepOutput) const;
 
   static constexpr std::size_t maximumArgumentCount = 4096;
 };

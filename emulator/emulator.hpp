@@ -44,5 +44,7 @@ void registerPrivacyCommands(CommandTable& table);
 
 // The device's app state (see apps_commands.cpp), seeded on first use; nullptr after writing the error.
 Json* deviceApps(Invocation& call, Json& device, int* status);
+// spawn <device> log stream: prints while it runs (see log_commands.cpp).
+void registerLogCommands(CommandTable& table);
 
 }  // namespace orvanta::emulator

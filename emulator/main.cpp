@@ -81,6 +81,7 @@ int run(int argc, char** argv) {
   registerIoCommands(table);
   registerPushCommands(table);
   registerPrivacyCommands(table);
+  registerLogCommands(table);
 
   const std::string subcommand = argv[2];
   const auto home = emulatorHome();

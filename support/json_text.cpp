@@ -10,4 +10,32 @@ std::string plainJsonMessage(std::string_view what) {
   return std::string(what);
 }
 
+void appendJsonString(std::string& out, std::string_view text) {
+  static constexpr char hex[] = "0123456789abcdef";
+  out.reserve(out.size() + text.size() + 2);
+  out.push_back('"');
+  std::size_t plainFrom = 0;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const auto c = static_cast<unsigned char>(text[i]);
+    if (c >= 0x20 && c != '"' && c != '\\') continue;
+    out.append(text.substr(plainFrom, i - plainFrom));
+    plainFrom = i + 1;
+    switch (c) {
+      case '"': out += "\\\""; break;
+      case '\\': out += "\\\\"; break;
+      case '\n': out += "\\n"; break;
+      case '\r': out += "\\r"; break;
+      case '\t': out += "\\t"; break;
+      case '\b': out += "\\b"; break;
+      case '\f': out += "\\f"; break;
+      default:
+        out += "\\u00";
+        out.push_back(hex[c >> 4]);
+        out.push_back(hex[c & 0xF]);
+    }
+  }
+  out.append(text.substr(plainFrom));
+  out.push_back('"');
+}
+
 }  // namespace orvanta

@@ -36,4 +36,65 @@ bool isValidUtf8(std::string_view bytes) noexcept {
   return true;
 }
 
+namespace {
+
+// The length of the well-formed sequence at `p`, or 0 with `*consumed` set to the length of the maximal
+// subpart that starts there (at least 1).
+std::size_t sequenceLength(const std::uint8_t* p, const std::uint8_t* end, std::size_t* consumed) noexcept {
+  const std::uint8_t lead = *p;
+  std::size_t length;
+  std::uint8_t low = 0x80, high = 0xBF;  // the range of the second byte
+  if (lead >= 0xC2 && lead <= 0xDF) {
+    length = 2;
+  } else if (lead >= 0xE0 && lead <= 0xEF) {
+    length = 3;
+    if (lead == 0xE0) low = 0xA0;
+    if (lead == 0xED) high = 0x9F;
+  } else if (lead >= 0xF0 && lead <= 0xF4) {
+    length = 4;
+    if (lead == 0xF0) low = 0x90;
+    if (lead == 0xF4) high = 0x8F;
+  } else {
+    *consumed = 1;
+    return 0;
+  }
+  std::size_t i = 1;
+  for (; i < length && p + i < end; ++i) {
+    const std::uint8_t byte = p[i];
+    const bool fits = i == 1 ? (byte >= low && byte <= high) : (byte & 0xC0) == 0x80;
+    if (!fits) break;
+  }
+  if (i == length) return length;
+  *consumed = i;
+  return 0;
+}
+
+}  // namespace
+
+void appendUtf8Lossy(std::string& out, std::string_view bytes) {
+  if (isValidUtf8(bytes)) {
+    out.append(bytes);
+    return;
+  }
+  const auto* begin = reinterpret_cast<const std::uint8_t*>(bytes.data());
+  const auto* p = begin;
+  const auto* end = p + bytes.size();
+  out.reserve(out.size() + bytes.size() + 8);
+  while (p < end) {
+    if (*p < 0x80) {
+      out.push_back(static_cast<char>(*p++));
+      continue;
+    }
+    std::size_t consumed = 0;
+    const std::size_t length = sequenceLength(p, end, &consumed);
+    if (length > 0) {
+      out.append(bytes.substr(static_cast<std::size_t>(p - begin), length));
+      p += length;
+    } else {
+      out.append("\xEF\xBF\xBD");
+      p += consumed;
+    }
+  }
+}
+
 }  // namespace orvanta

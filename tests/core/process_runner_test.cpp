@@ -336,6 +336,22 @@ TEST(LongRunningProcessTest, OutputArrivesAsItIsReadAndTheCallbackMaySignalTheCh
   ASSERT_TRUE((*big)->waitForResult().has_value());
   EXPECT_EQ(outBytes, 300000u);
   EXPECT_EQ(errBytes, 300000u);
+
+  // Without keeping, the callback still sees every byte and the result holds none of them.
+  outBytes = errBytes = 0;
+  auto unkept = runner.startLongRunning(
+      kHelper, {"out", "300000"},
+      [&](OutputStream stream, std::string_view bytes) {
+        (stream == OutputStream::standardOutput ? outBytes : errBytes) += bytes.size();
+      },
+      /*keepOutput=*/false);
+  ASSERT_TRUE(unkept.has_value());
+  auto unkeptResult = (*unkept)->waitForResult();
+  ASSERT_TRUE(unkeptResult.has_value());
+  EXPECT_EQ(outBytes, 300000u);
+  EXPECT_EQ(errBytes, 300000u);
+  EXPECT_EQ(unkeptResult->stdout.size(), 0u);
+  EXPECT_EQ(unkeptResult->stderr.size(), 0u);
 }
 
 TEST(ProcessExecutionTest, DescriptionIsOneLineWithTheLabels) {

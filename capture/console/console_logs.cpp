@@ -1,0 +1,166 @@
+#include "capture/console/console_logs.hpp"
+
+#include <time.h>
+
+#include <cstdio>
+
+#include "support/atomic_file.hpp"
+#include "support/text.hpp"
+
+namespace orvanta {
+
+namespace {
+
+char lowerAscii(char c) noexcept { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
+
+// `needle` must already be lower-cased.
+bool containsIgnoringCase(std::string_view haystack, std::string_view needle) noexcept {
+  if (needle.size() > haystack.size()) return false;
+  for (std::size_t i = 0; i + needle.size() <= haystack.size(); ++i) {
+    std::size_t j = 0;
+    while (j < needle.size() && lowerAscii(haystack[i + j]) == needle[j]) ++j;
+    if (j == needle.size()) return true;
+  }
+  return false;
+}
+
+std::string_view withoutPrivatePrefix(std::string_view path) noexcept {
+  constexpr std::string_view prefix = "/private";
+  if (path.starts_with(prefix)) {
+    const auto rest = path.substr(prefix.size());
+    if (rest.starts_with("/var/") || rest.starts_with("/tmp/")) return rest;
+  }
+  return path;
+}
+
+}  // namespace
+
+// ---------------------------------------------------------------------------------------------------
+// ConsoleLogFilter
+
+bool ConsoleLogFilter::matchesLevel(const SimulatorLogEntry& entry) const {
+  if (enabledLevels.size() == allSimulatorLogLevels.size()) return true;
+  return entry.level && enabledLevels.contains(*entry.level);
+}
+
+bool ConsoleLogFilter::matchesSearch(const SimulatorLogEntry& entry) const {
+  const std::string_view trimmed = trimWhitespace(searchText);
+  if (trimmed.empty()) return true;
+  std::string needle(trimmed);
+  for (char& c : needle) c = lowerAscii(c);
+  return containsIgnoringCase(entry.message, needle) || (entry.subsystem && containsIgnoringCase(*entry.subsystem, needle)) ||
+         (entry.category && containsIgnoringCase(*entry.category, needle)) ||
+         containsIgnoringCase(entry.processName(), needle);
+}
+
+bool ConsoleLogFilter::isInsideFolder(std::string_view imagePath, std::string_view folder) {
+  imagePath = withoutPrivatePrefix(imagePath);
+  folder = withoutPrivatePrefix(folder);
+  while (folder.size() > 1 && folder.back() == '/') folder.remove_suffix(1);
+  if (folder.empty() || imagePath.size() <= folder.size() + 1) return false;
+  return imagePath.starts_with(folder) && imagePath[folder.size()] == '/';
+}
+
+bool ConsoleLogFilter::matches(const SimulatorLogEntry& entry) const {
+  if (appFolder && !(entry.processImagePath && isInsideFolder(*entry.processImagePath, *appFolder))) return false;
+  return matchesLevel(entry) && matchesSearch(entry);
+}
+
+// ---------------------------------------------------------------------------------------------------
+// ConsoleLogsViewModel
+
+void ConsoleLogsViewModel::selectApp(std::optional<std::string> bundleID, std::optional<std::string> bundleFolder) {
+  if (bundleID != selectedAppFilterBundleID || bundleFolder != retainedAppFolder_) retainedAppEntries_.clear();
+  selectedAppFilterBundleID = std::move(bundleID);
+  retainedAppFolder_ = selectedAppFilterBundleID ? std::move(bundleFolder) : std::nullopt;
+}
+
+void ConsoleLogsViewModel::receive(std::vector<SimulatorLogEntry> batch) {
+  if (retainedAppFolder_) {
+    std::vector<SimulatorLogEntry> ofApp;
+    for (const auto& entry : batch) {
+      if (entry.processImagePath && ConsoleLogFilter::isInsideFolder(*entry.processImagePath, *retainedAppFolder_)) {
+        ofApp.push_back(entry);
+      }
+    }
+    appendRetaining(retainedAppEntries_, std::move(ofApp), consoleRetainedEntryLimit);
+  }
+  appendRetaining(entries_, std::move(batch), consoleRetainedEntryLimit);
+}
+
+void ConsoleLogsViewModel::clear() {
+  entries_.clear();
+  retainedAppEntries_.clear();
+}
+
+ConsoleLogFilter ConsoleLogsViewModel::filter() const {
+  return ConsoleLogFilter{searchText, enabledLevels, retainedAppFolder_};
+}
+
+std::vector<const SimulatorLogEntry*> ConsoleLogsViewModel::shownEntries() const {
+  ConsoleLogFilter narrowing = filter();
+  narrowing.appFolder.reset();  // the app's list is already the app's
+  std::vector<const SimulatorLogEntry*> shown;
+  for (const auto& entry : retainedAppFolder_ ? retainedAppEntries_ : entries_) {
+    if (narrowing.matches(entry)) shown.push_back(&entry);
+  }
+  return shown;
+}
+
+// ---------------------------------------------------------------------------------------------------
+// ConsoleExportService
+
+void ConsoleExportService::appendLine(std::string& out, const SimulatorLogEntry& entry) {
+  if (entry.timestamp) {
+    using namespace std::chrono;
+    const auto micros = entry.timestamp->time.time_since_epoch().count();
+    auto seconds = micros / 1'000'000;
+    auto remainder = micros % 1'000'000;
+    if (remainder < 0) {
+      remainder += 1'000'000;
+      --seconds;
+    }
+    const auto clock = static_cast<time_t>(seconds);
+    struct tm local {};
+    localtime_r(&clock, &local);
+    char buffer[16];
+    std::snprintf(buffer, sizeof buffer, "%02d:%02d:%02d.%03d", local.tm_hour, local.tm_min, local.tm_sec,
+                  static_cast<int>(remainder / 1000));
+    out += buffer;
+  } else {
+    out += "--:--:--.---";
+  }
+  out.push_back(' ');
+  if (entry.level) {
+    for (char c : label(*entry.level)) out.push_back(c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c);
+  } else {
+    out.push_back('-');
+  }
+  out.push_back(' ');
+  const std::string_view process = entry.processName();
+  if (process.empty()) {
+    out.push_back('-');
+  } else {
+    out += process;
+  }
+  out += ": ";
+  out += entry.message;
+}
+
+expected<void, ConsoleError> ConsoleExportService::write(std::string_view text, const std::filesystem::path& file) const {
+  if (auto written = writeFileAtomically(file, text, 0644); !written) {
+    return unexpected(ConsoleError::exportFailed(written.error().description()));
+  }
+  return {};
+}
+
+expected<void, ConsoleError> ConsoleExportService::copy(std::string_view text, HostPasteboard& pasteboard) const {
+  if (auto copied = pasteboard.copyText(text); !copied) {
+    ConsoleError error = ConsoleError::of(ConsoleError::Case::clipboardFailed);
+    error.message = copied.error().description();
+    return unexpected(std::move(error));
+  }
+  return {};
+}
+
+}  // namespace orvanta
