@@ -42,5 +42,6 @@ void registerDeepLinkCommands(CommandTable& table);
 // The device's app state (see apps_commands.cpp), seeded on first use; nullptr after writing the error.
 Json* deviceApps(Invocation& call, Json& device, int* status);
 void registerIoCommands(CommandTable& table);
+void registerPasteboardCommands(CommandTable& table);
 
 }  // namespace orvanta::emulator

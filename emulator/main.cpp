@@ -79,6 +79,7 @@ int run(int argc, char** argv) {
   registerAppsCommands(table);
   registerDeepLinkCommands(table);
   registerIoCommands(table);
+  registerPasteboardCommands(table);
 
   const std::string subcommand = argv[2];
   const auto home = emulatorHome();
