@@ -17,6 +17,8 @@ void registerCommands(CLI::App& app, CommandRegistry& registry) {
   registerDeepLinkCommands(app, registry);
   registerScreenshotCommands(app, registry);
   registerRecordCommands(app, registry);
+  registerInputCommands(app, registry);
+  registerPasteboardCommands(app, registry);
 }
 
 }  // namespace orvanta

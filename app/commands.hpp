@@ -22,5 +22,7 @@ void registerCompletionCommands(CLI::App& app, CommandRegistry& registry);
 void registerDeepLinkCommands(CLI::App& app, CommandRegistry& registry);
 void registerScreenshotCommands(CLI::App& app, CommandRegistry& registry);
 void registerRecordCommands(CLI::App& app, CommandRegistry& registry);
+void registerInputCommands(CLI::App& app, CommandRegistry& registry);
+void registerPasteboardCommands(CLI::App& app, CommandRegistry& registry);
 
 }  // namespace orvanta
