@@ -24,8 +24,6 @@ const SecretSchema* orvantaSchema() {
   return &schema;
 }
 
-constexpr const char* kEnd = nullptr;
-
 SecretStoreError takeError(GError* error) {
   auto result = SecretStoreError::keychain(error->code, error->message != nullptr ? error->message : "");
   g_error_free(error);
@@ -39,7 +37,7 @@ class LibsecretStore final : public SecretStore {
     const std::string accountText(account);
     GError* error = nullptr;
     gchar* secret = secret_password_lookup_sync(orvantaSchema(), nullptr, &error, "service", serviceText.c_str(),
-                                                "account", accountText.c_str(), kEnd);
+                                                "account", accountText.c_str(), nullptr);
     if (error != nullptr) return unexpected(takeError(error));
     if (secret == nullptr) return unexpected(SecretStoreError::notFound());
     std::string value(secret);
@@ -56,7 +54,7 @@ class LibsecretStore final : public SecretStore {
     GError* error = nullptr;
     const gboolean stored =
         secret_password_store_sync(orvantaSchema(), SECRET_COLLECTION_DEFAULT, labelText.c_str(), secretText.c_str(),
-                                   nullptr, &error, "service", serviceText.c_str(), "account", accountText.c_str(), kEnd);
+                                   nullptr, &error, "service", serviceText.c_str(), "account", accountText.c_str(), nullptr);
     wipe(secretText);
     if (error != nullptr) return unexpected(takeError(error));
     if (!stored) return unexpected(SecretStoreError::keychain(0, "The Secret Service did not store the secret."));
@@ -68,7 +66,7 @@ class LibsecretStore final : public SecretStore {
     const std::string accountText(account);
     GError* error = nullptr;
     const gboolean removed = secret_password_clear_sync(orvantaSchema(), nullptr, &error, "service",
-                                                        serviceText.c_str(), "account", accountText.c_str(), kEnd);
+                                                        serviceText.c_str(), "account", accountText.c_str(), nullptr);
     if (error != nullptr) return unexpected(takeError(error));
     if (!removed) return unexpected(SecretStoreError::notFound());
     return {};

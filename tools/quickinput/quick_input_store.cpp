@@ -1,5 +1,7 @@
 #include "tools/quickinput/quick_input_store.hpp"
 
+#include <utility>
+
 #include <nlohmann/json.hpp>
 
 #include "support/uuid.hpp"

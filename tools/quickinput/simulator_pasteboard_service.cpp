@@ -1,5 +1,7 @@
 #include "tools/quickinput/simulator_pasteboard_service.hpp"
 
+#include <map>
+
 #include <fmt/format.h>
 
 #include "core/simctl_client.hpp"
