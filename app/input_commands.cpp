@@ -211,6 +211,8 @@ expected<std::string, CommandFailure> readSecret(CommandContext& context, const 
       std::getline(*context.in, secret);
     }
     context.err << '\n';
+    // Ctrl-C while typing asks to stop; the line that ends the wait is not kept.
+    if (context.stop.stop_requested()) return unexpected(CommandFailure::interrupted());
   } else {
     secret.assign(std::istreambuf_iterator<char>(*context.in), std::istreambuf_iterator<char>());
     if (secret.ends_with('\n')) secret.pop_back();

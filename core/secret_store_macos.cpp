@@ -72,6 +72,8 @@ class KeychainSecretStore final : public SecretStore {
   expected<std::string, SecretStoreError> readSecret(std::string_view service, std::string_view account) override {
     auto serviceText = makeString(service);
     auto accountText = makeString(account);
+    // Without both names the query would match other items.
+    if (serviceText.get() == nullptr || accountText.get() == nullptr) return unexpected(keychainError(errSecParam));
     auto query = itemQuery(serviceText.get(), accountText.get());
     CFDictionarySetValue(query.get(), kSecReturnData, kCFBooleanTrue);
     CFDictionarySetValue(query.get(), kSecMatchLimit, kSecMatchLimitOne);
@@ -93,16 +95,20 @@ class KeychainSecretStore final : public SecretStore {
     auto accountText = makeString(account);
     auto labelText = makeString(label);
     auto data = makeData(secret);
+    if (serviceText.get() == nullptr || accountText.get() == nullptr || data.get() == nullptr) {
+      return unexpected(keychainError(errSecParam));
+    }
     auto query = itemQuery(serviceText.get(), accountText.get());
 
     CFHolder<CFMutableDictionaryRef> changes(
         CFDictionaryCreateMutable(kCFAllocatorDefault, 0, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks));
     CFDictionarySetValue(changes.get(), kSecValueData, data.get());
-    CFDictionarySetValue(changes.get(), kSecAttrLabel, labelText.get());
+    // A label that is not UTF-8 yields no string; the item then keeps (or gets) no label.
+    if (labelText.get() != nullptr) CFDictionarySetValue(changes.get(), kSecAttrLabel, labelText.get());
     OSStatus status = SecItemUpdate(query.get(), changes.get());
     if (status == errSecItemNotFound) {
       CFDictionarySetValue(query.get(), kSecValueData, data.get());
-      CFDictionarySetValue(query.get(), kSecAttrLabel, labelText.get());
+      if (labelText.get() != nullptr) CFDictionarySetValue(query.get(), kSecAttrLabel, labelText.get());
       status = SecItemAdd(query.get(), nullptr);
     }
     if (status != errSecSuccess) return unexpected(keychainError(status));
@@ -112,6 +118,8 @@ class KeychainSecretStore final : public SecretStore {
   expected<void, SecretStoreError> removeSecret(std::string_view service, std::string_view account) override {
     auto serviceText = makeString(service);
     auto accountText = makeString(account);
+    // Without both names the query would match other items.
+    if (serviceText.get() == nullptr || accountText.get() == nullptr) return unexpected(keychainError(errSecParam));
     auto query = itemQuery(serviceText.get(), accountText.get());
     const OSStatus status = SecItemDelete(query.get());
     if (status == errSecItemNotFound) return unexpected(SecretStoreError::notFound());
