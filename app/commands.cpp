@@ -14,13 +14,15 @@ void registerCommands(CLI::App& app, CommandRegistry& registry) {
   registerPushCommands(app, registry);
   registerPrivacyCommands(app, registry);
   registerDeepLinkCommands(app, registry);
+  registerInputCommands(app, registry);
+  registerPasteboardCommands(app, registry);
   registerLogsCommands(app, registry);
   registerScreenshotCommands(app, registry);
   registerRecordCommands(app, registry);
+  registerScenarioCommands(app, registry);
   registerLifecycleCommands(app, registry);
   registerDoctorCommands(app, registry);
   registerCompletionCommands(app, registry);
-  registerScenarioCommands(app, registry);
 }
 
 }  // namespace orvanta

@@ -26,5 +26,7 @@ void registerPushCommands(CLI::App& app, CommandRegistry& registry);
 void registerPrivacyCommands(CLI::App& app, CommandRegistry& registry);
 void registerScenarioCommands(CLI::App& app, CommandRegistry& registry);
 void registerLogsCommands(CLI::App& app, CommandRegistry& registry);
+void registerInputCommands(CLI::App& app, CommandRegistry& registry);
+void registerPasteboardCommands(CLI::App& app, CommandRegistry& registry);
 
 }  // namespace orvanta

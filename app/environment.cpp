@@ -69,4 +69,9 @@ HostPasteboard& Environment::hostPasteboard() {
   return *hostPasteboard_;
 }
 
+SecretStore& Environment::secretStore() {
+  if (!secretStore_) secretStore_ = makeSecretStore();
+  return *secretStore_;
+}
+
 }  // namespace orvanta

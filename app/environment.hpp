@@ -7,6 +7,7 @@
 
 #include "core/host_pasteboard.hpp"
 #include "core/process_runner.hpp"
+#include "core/secret_store.hpp"
 #include "core/simctl_client.hpp"
 #include "core/simulator_discovery_service.hpp"
 #include "core/simulator_mutation_gate.hpp"
@@ -46,6 +47,8 @@ class Environment {
   [[nodiscard]] SimulatorMutationGate& gate();
   // The host computer's clipboard (the platform's tools).
   [[nodiscard]] HostPasteboard& hostPasteboard();
+  // The platform's secret store (the Keychain on macOS, the Secret Service on Linux).
+  [[nodiscard]] SecretStore& secretStore();
 
  private:
   ProcessRunner runner_;
@@ -60,6 +63,7 @@ class Environment {
   std::optional<SimulatorSelectionStore> selection_;
   std::optional<SimulatorMutationGate> gate_;
   std::unique_ptr<HostPasteboard> hostPasteboard_;
+  std::unique_ptr<SecretStore> secretStore_;
 };
 
 }  // namespace orvanta

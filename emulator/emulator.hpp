@@ -46,5 +46,6 @@ void registerPrivacyCommands(CommandTable& table);
 Json* deviceApps(Invocation& call, Json& device, int* status);
 // spawn <device> log stream: prints while it runs (see log_commands.cpp).
 void registerLogCommands(CommandTable& table);
+void registerPasteboardCommands(CommandTable& table);
 
 }  // namespace orvanta::emulator

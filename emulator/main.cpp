@@ -82,6 +82,7 @@ int run(int argc, char** argv) {
   registerPushCommands(table);
   registerPrivacyCommands(table);
   registerLogCommands(table);
+  registerPasteboardCommands(table);
 
   const std::string subcommand = argv[2];
   const auto home = emulatorHome();
