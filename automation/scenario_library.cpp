@@ -1,5 +1,7 @@
 #include "automation/scenario_library.hpp"
 
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <set>
 
@@ -156,6 +158,8 @@ expected<void, ScenarioLibraryError> ScenarioLibrary::mutate(
   if (auto folder = ensurePrivateDirectory(fileURL.parent_path()); !folder) {
     return unexpected(Error::of(Error::Case::writeFailed, folder.error().description()));
   }
+  // The folder is ours: one made by hand (or by an older version) is narrowed to the owner.
+  (void)::chmod(fileURL.parent_path().c_str(), 0700);
   auto lock = FileLock::acquire(lockFileFor(fileURL), FileLock::Wait::blocking);
   if (!lock) return unexpected(Error::of(Error::Case::writeFailed, lock.error().description()));
   ScenarioLibrary fresh = read(fileURL, now_, /*locked=*/true);

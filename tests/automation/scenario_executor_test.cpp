@@ -213,9 +213,10 @@ TEST_F(AppDataResetTest, ReinstallsFromAPrivateCopyAndLeavesNothingBehind) {
   EXPECT_TRUE(copied);
   EXPECT_EQ(std::filesystem::path(installedFrom).filename(), "Cafe.app");
   EXPECT_EQ(testing::entries(folder / "tmp"), std::set<std::string>{});
+  // The first privacy call reads the services this simctl offers; the second resets them.
   EXPECT_EQ(subcommands(), (std::vector<std::string>{"get_app_container", "terminate", "uninstall", "listapps",
-                                                     "install", "appinfo", "privacy", "listapps"}));
-  EXPECT_EQ(simctl.calls()[6], std::string("privacy ") + kUDID + " reset all com.example.cafe");
+                                                     "install", "appinfo", "privacy", "privacy", "listapps"}));
+  EXPECT_EQ(simctl.calls()[7], std::string("privacy ") + kUDID + " reset all com.example.cafe");
   EXPECT_FALSE(gate.holder(kUDID));
 }
 
