@@ -43,7 +43,7 @@ std::u16string utf16(const std::string& text) {
     const auto lead = static_cast<unsigned char>(text[i]);
     std::size_t length = lead < 0x80 ? 1 : lead >= 0xF0 ? 4 : lead >= 0xE0 ? 3 : 2;
     if (i + length > text.size()) length = text.size() - i;
-    char32_t code = length == 1 ? lead : lead & (0x7F >> length);
+    char32_t code = length == 1 ? char32_t{lead} : char32_t{lead} & (char32_t{0x7F} >> length);
     for (std::size_t k = 1; k < length; ++k) code = (code << 6) | (static_cast<unsigned char>(text[i + k]) & 0x3F);
     i += length;
     if (code >= 0x10000) {

@@ -20,6 +20,13 @@ void PendingLogBuffer::append(SimulatorLogEntry entry, std::int64_t generation) 
   std::unique_lock guard(lock_);
   if (generation < accepted_) return;
   if (byteLimit_ > 0) {
+    if (bytes_ >= byteLimit_ && onFull_ && !fullReported_) {
+      fullReported_ = true;
+      guard.unlock();
+      onFull_();
+      guard.lock();
+      if (generation < accepted_) return;
+    }
     room_.wait(guard, [&] { return bytes_ < byteLimit_ || generation != accepted_; });
     if (generation < accepted_) return;
     bytes_ += size;
@@ -33,6 +40,7 @@ std::vector<SimulatorLogEntry> PendingLogBuffer::drain(std::int64_t generation) 
     std::lock_guard guard(lock_);
     taken.swap(items_);
     bytes_ = 0;
+    fullReported_ = false;
   }
   room_.notify_all();
   std::vector<SimulatorLogEntry> kept;
@@ -55,13 +63,8 @@ void PendingLogBuffer::accept(std::int64_t generation) {
 // SimulatorLogStreamService
 
 struct SimulatorLogStreamService::State {
-  State(MainLoop& loop_, MakeProcess makeProcess_, std::filesystem::path xcrun_, double flushInterval_,
-        std::size_t pendingByteLimit)
-      : loop(loop_),
-        makeProcess(std::move(makeProcess_)),
-        xcrun(std::move(xcrun_)),
-        flushInterval(flushInterval_),
-        pending(std::make_shared<PendingLogBuffer>(pendingByteLimit)) {}
+  State(MainLoop& loop_, MakeProcess makeProcess_, std::filesystem::path xcrun_, double flushInterval_)
+      : loop(loop_), makeProcess(std::move(makeProcess_)), xcrun(std::move(xcrun_)), flushInterval(flushInterval_) {}
 
   MainLoop& loop;
   MakeProcess makeProcess;
@@ -113,9 +116,15 @@ struct SimulatorLogStreamService::State {
 SimulatorLogStreamService::SimulatorLogStreamService(MainLoop& loop, MakeProcess makeProcess,
                                                      std::filesystem::path xcrun, double flushInterval,
                                                      std::size_t pendingByteLimit)
-    : state_(std::make_shared<State>(loop, std::move(makeProcess), std::move(xcrun), flushInterval,
-                                     pendingByteLimit)) {
+    : state_(std::make_shared<State>(loop, std::move(makeProcess), std::move(xcrun), flushInterval)) {
   state_->owner = this;
+  // A full buffer asks the main thread for an early flush rather than waiting for the timer.
+  state_->pending = std::make_shared<PendingLogBuffer>(
+      pendingByteLimit, [weak = std::weak_ptr<State>(state_), loop = &loop] {
+        loop->post([weak] {
+          if (auto alive = weak.lock()) alive->flush();
+        });
+      });
 }
 
 SimulatorLogStreamService::~SimulatorLogStreamService() {

@@ -32,10 +32,13 @@ namespace orvanta {
 // With a byte limit, append() of the accepted generation waits while the buffer holds that much; the
 // reading thread then stops reading, the child's pipe fills and the child waits. That is what keeps
 // memory bounded when the log is faster than its reader. Appends of other generations never wait.
+// So that a fast log is not held to one buffer per flush interval, `onFull` (when set) is called, on the
+// reading thread and without the lock, each time the buffer fills after a drain: the owner drains early.
 class PendingLogBuffer {
  public:
   // 0: no limit.
-  explicit PendingLogBuffer(std::size_t byteLimit = 0) : byteLimit_(byteLimit) {}
+  explicit PendingLogBuffer(std::size_t byteLimit = 0, std::function<void()> onFull = {})
+      : byteLimit_(byteLimit), onFull_(std::move(onFull)) {}
 
   // Adds the entry; drops it at once when its generation is older than the accepted one.
   void append(SimulatorLogEntry entry, std::int64_t generation);
@@ -53,6 +56,8 @@ class PendingLogBuffer {
   std::vector<std::pair<std::int64_t, SimulatorLogEntry>> items_;
   std::size_t bytes_ = 0;
   std::size_t byteLimit_;
+  std::function<void()> onFull_;
+  bool fullReported_ = false;
   std::int64_t accepted_ = 0;
 };
 

@@ -37,25 +37,6 @@ class CaptureCliTest : public testing::CliTest {
     EXPECT_EQ(emulatorProcessesAlive(), 0);
   }
 
-  // Runs orvanta in the background, sends `signal` once its stderr contains `cue`, and returns how it ended.
-  CliResult orvantaInterrupted(std::vector<std::string> arguments, const std::string& cue, int signal) {
-    ProcessExecution execution(ORVANTA_BINARY, std::move(arguments), std::nullopt, environmentForTest(), 60.0);
-    std::atomic<bool> sent{false};
-    std::string seen;
-    execution.onOutput = [&](OutputStream stream, std::string_view bytes) {
-      if (stream != OutputStream::standardError) return;
-      seen += bytes;
-      if (!sent && seen.find(cue) != std::string::npos) {
-        sent = true;
-        execution.sendSignal(signal);
-      }
-    };
-    auto result = ProcessRunner().run(execution);
-    EXPECT_TRUE(sent) << seen;
-    if (!result) return {};
-    return {result->terminationStatus, result->stdout.str(), result->stderr.str()};
-  }
-
   void setRecorderFault(const std::string& rule) {
     setEnvironment("ORVANTA_EMULATOR_FAULTS", R"({"recordVideo": )" + rule + "}");
   }

@@ -3,6 +3,7 @@
 
 #include <signal.h>
 
+#include <atomic>
 #include <chrono>
 #include <cstdlib>
 #include <thread>
@@ -87,6 +88,26 @@ class CliTest : public ::testing::Test {
 #endif
   }
   const std::filesystem::path& root() const { return root_; }
+
+  // Runs orvanta, sends `signal` once the chosen stream contains `cue`, and returns how it ended.
+  CliResult orvantaInterrupted(std::vector<std::string> arguments, const std::string& cue, int signal,
+                               OutputStream watched = OutputStream::standardError) {
+    ProcessExecution execution(ORVANTA_BINARY, std::move(arguments), std::nullopt, environment_, 60.0);
+    std::atomic<bool> sent{false};
+    std::string seen;
+    execution.onOutput = [&](OutputStream stream, std::string_view bytes) {
+      if (stream != watched) return;
+      seen += bytes;
+      if (!sent && seen.find(cue) != std::string::npos) {
+        sent = true;
+        execution.sendSignal(signal);
+      }
+    };
+    auto result = ProcessRunner().run(execution);
+    EXPECT_TRUE(sent) << seen;
+    if (!result) return {};
+    return {result->terminationStatus, result->stdout.str(), result->stderr.str()};
+  }
 
  private:
   CliResult runProgram(const char* program, std::vector<std::string> arguments, std::optional<std::string> input) {

@@ -1,52 +1,14 @@
 #include "automation/scenario_junit.hpp"
 
-#include <expat.h>
 #include <gtest/gtest.h>
 
-#include <map>
+#include "tests/support/junit_xml.hpp"
 
 namespace orvanta {
 namespace {
 
-// Parses `xml` with expat; for each <testcase>, the names of its child elements, by test-case name.
-struct Parsed {
-  bool wellFormed = false;
-  std::vector<std::string> order;
-  std::map<std::string, std::vector<std::string>> children;
-  std::map<std::string, std::string> attributes;  // "<element>.<attribute>" of the first occurrence
-};
-
-Parsed parse(const std::string& xml) {
-  Parsed parsed;
-  struct State {
-    Parsed* parsed;
-    std::string current;
-  } state{&parsed, {}};
-  XML_Parser parser = XML_ParserCreate("UTF-8");
-  XML_SetUserData(parser, &state);
-  XML_SetElementHandler(
-      parser,
-      [](void* data, const XML_Char* name, const XML_Char** attributes) {
-        auto& s = *static_cast<State*>(data);
-        std::string element = name;
-        for (int index = 0; attributes[index] != nullptr; index += 2) {
-          s.parsed->attributes.emplace(element + "." + attributes[index], attributes[index + 1]);
-          if (element == "testcase" && std::string(attributes[index]) == "name") s.current = attributes[index + 1];
-        }
-        if (element == "testcase") {
-          s.parsed->order.push_back(s.current);
-          s.parsed->children[s.current];
-        } else if (!s.current.empty()) {
-          s.parsed->children[s.current].push_back(element);
-        }
-      },
-      [](void* data, const XML_Char* name) {
-        if (std::string(name) == "testcase") static_cast<State*>(data)->current.clear();
-      });
-  parsed.wellFormed = XML_Parse(parser, xml.data(), static_cast<int>(xml.size()), 1) == XML_STATUS_OK;
-  XML_ParserFree(parser);
-  return parsed;
-}
+using testing::Parsed;
+using testing::parseJUnit;
 
 ScenarioStepResult result(std::string title, ScenarioStepOutcome outcome) {
   return {"ID", std::move(title), std::nullopt, 0.25, std::move(outcome)};
@@ -63,7 +25,7 @@ TEST(ScenarioJUnitTest, OneWellFormedTestCasePerStepWithFailuresAndSkipsInPlace)
       result("Launch App", ScenarioStepOutcome::of(ScenarioStepOutcome::Case::notRun)),
       result("Terminate App", ScenarioStepOutcome::of(ScenarioStepOutcome::Case::cancelled)),
   };
-  auto parsed = parse(scenarioJUnitReport(run));
+  auto parsed = parseJUnit(scenarioJUnitReport(run));
   ASSERT_TRUE(parsed.wellFormed) << scenarioJUnitReport(run);
   EXPECT_EQ(parsed.order, (std::vector<std::string>{"1. Set Appearance: Dark", "2. Reset App Data",
                                                     "3. Open Deep Link", "4. Launch App", "5. Terminate App"}));

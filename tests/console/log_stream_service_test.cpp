@@ -165,9 +165,11 @@ TEST(PendingLogBuffer, DrainKeepsOneGenerationAndALimitHoldsTheWriterBack) {
   EXPECT_EQ(unbounded.drain(2).size(), 1u);
   EXPECT_TRUE(unbounded.drain(3).empty());  // the drain before took everything
 
-  PendingLogBuffer bounded(1);  // one entry fills it
+  std::atomic<int> fullCalls{0};
+  PendingLogBuffer bounded(1, [&] { ++fullCalls; });  // one entry fills it
   bounded.accept(1);
   bounded.append(entry, 1);
+  EXPECT_EQ(fullCalls, 0);
   std::atomic<bool> appended{false};
   std::thread writer([&] {
     bounded.append(entry, 1);
@@ -175,6 +177,7 @@ TEST(PendingLogBuffer, DrainKeepsOneGenerationAndALimitHoldsTheWriterBack) {
   });
   std::this_thread::sleep_for(50ms);
   EXPECT_FALSE(appended);
+  EXPECT_EQ(fullCalls, 1);  // the owner is asked once to drain early
   EXPECT_EQ(bounded.drain(1).size(), 1u);
   writer.join();
   EXPECT_TRUE(appended);

@@ -1,0 +1,221 @@
+// orvanta scenario, end to end over the simctl emulator: a scenario with every kind of step is imported,
+// checked, confirmed and run, and its JUnit report is read back with an XML parser.
+#include <gtest/gtest.h>
+
+#include <fstream>
+
+#include "tests/app/cli_harness.hpp"
+#include "tests/support/junit_xml.hpp"
+#include "tests/support/test_files.hpp"
+
+namespace orvanta {
+namespace {
+
+using testing::CliResult;
+using testing::kIPadPro;
+using testing::kIPhone16;
+using Json = nlohmann::json;
+
+bool contains(const std::string& text, const std::string& part) {
+  return text.find(part) != std::string::npos;
+}
+
+const char* const kLoop = R"(<?xml version="1.0"?>
+<gpx version="1.1" creator="test" xmlns="http://www.topografix.com/GPX/1/1">
+  <trk><name>Loop</name><trkseg><trkpt lat="47.3769" lon="8.5417"/><trkpt lat="47.3779" lon="8.5427"/></trkseg></trk>
+</gpx>
+)";
+
+class ScenarioCliTest : public testing::CliTest {
+ protected:
+  void SetUp() override {
+    CliTest::SetUp();
+    ASSERT_EQ(orvanta({"target", "set", kIPhone16}).status, 0);
+  }
+
+  // Plays a GPX route once so that it is in the recent routes, and returns its id.
+  std::string playedRouteID() {
+    const auto file = root() / "loop.gpx";
+    std::ofstream(file) << kLoop;
+    EXPECT_EQ(orvanta({"location", "route", file.string(), "--speed", "5"}).status, 0);
+    return orvanta({"--json", "location", "recents"}).json()[0]["id"];
+  }
+
+  // Writes `items` as a scenario file and imports it.
+  void import(const Json& items) {
+    const auto file = root() / "import.json";
+    std::ofstream(file) << Json{{"formatVersion", 1}, {"items", items}}.dump();
+    auto imported = orvanta({"scenario", "import", file.string()});
+    ASSERT_EQ(imported.status, 0) << imported.err;
+  }
+
+  std::string emulatorAnswer(std::vector<std::string> arguments) {
+    auto answer = simctl(std::move(arguments));
+    EXPECT_EQ(answer.status, 0) << answer.err;
+    return answer.out;
+  }
+};
+
+Json everyStepKind(const std::string& routeID) {
+  return Json::array({
+      {{"kind", {{"setAppearance", {{"_0", "dark"}}}}}},
+      {{"kind", {{"setContentSize", {{"_0", "extraLarge"}}}}}},
+      {{"kind", {{"setStatusBarOverride", {{"_0", {{"time", "9:41"}, {"batteryLevel", 100}}}}}}}},
+      {{"kind", {{"clearStatusBarOverrides", Json::object()}}}},
+      {{"kind", {{"setLocation", {{"_0", {{"latitude", 48.1374}, {"longitude", 11.5755}}}}}}}},
+      {{"kind", {{"clearLocation", Json::object()}}}},
+      {{"kind", {{"runLocationRoute", {{"routeID", routeID}, {"speedMetersPerSecond", 12.5}}}}}},
+      {{"kind", {{"privacyAction", {{"actionName", "grant"}, {"serviceName", "photos"}}}}}},
+      {{"kind", {{"launchApp", Json::object()}}}},
+      {{"kind", {{"terminateApp", Json::object()}}}},
+      {{"kind", {{"resetAppData", {{"resetPermissions", true}}}}}},
+      {{"kind", {{"openDeepLink", {{"urlString", "cafe://orders/42"}}}}}},
+      {{"kind", {{"sendPush", {{"payload", R"({"aps": {"alert": "Ready"}})"}}}}}},
+  });
+}
+
+const char* const kTitles[] = {"1. Set Appearance: Dark",
+                               "2. Set Text Size: Extra Large",
+                               "3. Set Status Bar Override",
+                               "4. Clear Status Bar Overrides",
+                               "5. Set Location: 48.1374, 11.5755",
+                               "6. Clear Location",
+                               "7. Run Location Route",
+                               "8. Grant Privacy: Photos",
+                               "9. Launch App",
+                               "10. Terminate App",
+                               "11. Reset App Data",
+                               "12. Open Deep Link",
+                               "13. Send Push Notification"};
+
+TEST_F(ScenarioCliTest, EveryStepKindIsImportedCheckedRunAndReported) {
+  import(Json::array({{{"name", "Every kind"}, {"steps", everyStepKind(playedRouteID())}}}));
+
+  auto check = orvanta({"scenario", "check", "Every kind", "--app", "com.example.cafe"});
+  ASSERT_EQ(check.status, 0) << check.err;
+  EXPECT_TRUE(check.out.starts_with("Run Scenario: Every kind\nCaf\xC3\xA9 \"Bar\" (com.example.cafe) on iPhone 16\n\n"
+                                    "Steps:\n"))
+      << check.out;
+  for (const char* title : kTitles) EXPECT_TRUE(contains(check.out, std::string(title) + "\n")) << title;
+  EXPECT_TRUE(contains(check.out, "11. Reset App Data \xE2\x80\x94 irreversible once the app is removed. No rollback.\n"));
+  EXPECT_TRUE(check.out.ends_with("This is not a transaction: steps run in order, and a failure stops the ones after "
+                                  "it. Nothing already applied is rolled back.\n"));
+
+  // Without --yes a run needs a terminal to ask on; nothing runs.
+  auto unconfirmed = orvanta({"scenario", "run", "Every kind", "--app", "com.example.cafe"});
+  EXPECT_EQ(unconfirmed.status, 1);
+  EXPECT_TRUE(contains(unconfirmed.err, "pass --yes to confirm")) << unconfirmed.err;
+  EXPECT_EQ(emulatorAnswer({"ui", kIPhone16, "appearance"}), "light\n");
+
+  const auto report = root() / "report.xml";
+  auto run = orvanta({"--yes", "scenario", "run", "Every kind", "--app", "com.example.cafe", "--junit", report.string()});
+  ASSERT_EQ(run.status, 0) << run.out << run.err;
+  for (const char* title : kTitles) EXPECT_TRUE(contains(run.out, std::string(title) + " ...\n")) << title;
+  EXPECT_TRUE(contains(run.out, ": Started \xE2\x80\x9CLoop\xE2\x80\x9D (2 points, 12.5 m/s). Continues running in the "
+                                "simulator.\n"));
+  EXPECT_TRUE(contains(run.out, ": Granted Photos.\n")) << run.out;
+  EXPECT_TRUE(run.out.ends_with("13 succeeded.\n")) << run.out;
+  EXPECT_EQ(emulatorAnswer({"ui", kIPhone16, "appearance"}), "dark\n");
+  EXPECT_EQ(emulatorProcessesAlive(), 0);
+
+  const auto parsed = testing::parseJUnit(testing::readBytes(report).value());
+  ASSERT_TRUE(parsed.wellFormed);
+  ASSERT_EQ(parsed.order.size(), 13u);
+  for (std::size_t index = 0; index < 13; ++index) {
+    EXPECT_EQ(parsed.order[index], kTitles[index]);
+    EXPECT_EQ(parsed.children.at(kTitles[index]), std::vector<std::string>{"system-out"}) << kTitles[index];
+  }
+  EXPECT_EQ(parsed.attributes.at("testsuite.tests"), "13");
+  EXPECT_EQ(parsed.attributes.at("testsuite.failures"), "0");
+}
+
+TEST_F(ScenarioCliTest, AFailedStepStopsTheRestAndTheReportSaysWhere) {
+  import(Json::array({{{"name", "Links"}, {"steps", Json::array({
+      {{"kind", {{"setAppearance", {{"_0", "dark"}}}}}},
+      {{"kind", {{"openDeepLink", {{"urlString", "cafe://orders"}}}}}},
+      {{"kind", {{"setAppearance", {{"_0", "light"}}}}}},
+  })}}}));
+  setEnvironment("ORVANTA_EMULATOR_FAULTS",
+                 R"({"openurl": {"exit": 1, "stderr": "Simulator device failed to open cafe://orders.\n"}})");
+  const auto report = root() / "report.xml";
+  auto run = orvanta({"--yes", "scenario", "run", "Links", "--app", "com.example.cafe", "--junit", report.string()});
+  EXPECT_EQ(run.status, 1);
+  EXPECT_TRUE(contains(run.out, "   failed")) << run.out;
+  EXPECT_TRUE(contains(run.out, "Simulator device failed to open cafe://orders.")) << run.out;
+  EXPECT_FALSE(contains(run.out, "3. Set Appearance: Light ...")) << run.out;
+  EXPECT_EQ(emulatorAnswer({"ui", kIPhone16, "appearance"}), "dark\n");
+
+  const auto parsed = testing::parseJUnit(testing::readBytes(report).value());
+  ASSERT_TRUE(parsed.wellFormed);
+  ASSERT_EQ(parsed.order.size(), 3u);
+  EXPECT_EQ(parsed.children.at(parsed.order[1]), std::vector<std::string>{"failure"});
+  EXPECT_EQ(parsed.children.at(parsed.order[2]), std::vector<std::string>{"skipped"});
+}
+
+TEST_F(ScenarioCliTest, CtrlCCancelsBeforeTheNextStep) {
+  import(Json::array({{{"name", "Slow"}, {"steps", Json::array({
+      {{"kind", {{"setAppearance", {{"_0", "dark"}}}}}},
+      {{"kind", {{"setLocation", {{"_0", {{"latitude", 1.5}, {"longitude", 2.5}}}}}}}},
+  })}}}));
+  setEnvironment("ORVANTA_EMULATOR_FAULTS", R"({"ui": {"delaySeconds": 1}})");
+  auto run = orvantaInterrupted({"--yes", "scenario", "run", "Slow"}, "1. Set Appearance: Dark ...", SIGINT,
+                                OutputStream::standardOutput);
+  EXPECT_EQ(run.status, 130) << run.out << run.err;
+  EXPECT_FALSE(contains(run.out, "2. Set Location")) << run.out;
+  EXPECT_EQ(emulatorProcessesAlive(), 0);
+}
+
+TEST_F(ScenarioCliTest, CheckListsEveryBlockingIssueInStepOrder) {
+  // No steps is said alone, before the simulator is even looked at.
+  ASSERT_EQ(orvanta({"target", "clear"}).status, 0);
+  import(Json::array({{{"name", "Empty"}, {"steps", Json::array()}},
+                      {{"name", "Broken"}, {"steps", Json::array({
+                           {{"kind", {{"privacyAction", {{"actionName", "grant"}, {"serviceName", "telepathy"}}}}}},
+                           {{"kind", {{"runLocationRoute", {{"routeID", "6B1A3C4D-0000-4000-8000-000000000001"},
+                                                            {"speedMetersPerSecond", 5}}}}}},
+                           {{"kind", {{"sendPush", {{"payload", "[1]"}}}}}},
+                       })}}}));
+  auto empty = orvanta({"scenario", "check", "Empty"});
+  EXPECT_EQ(empty.status, 1);
+  EXPECT_EQ(empty.err, "\"Empty\" can't run:\n  - This scenario has no steps.\norvanta: This scenario has no steps.\n");
+
+  auto broken = orvanta({"--device", kIPhone16, "scenario", "check", "Broken", "--app", "com.example.cafe"});
+  EXPECT_EQ(broken.status, 1);
+  const auto telepathy = broken.err.find("telepathy isn't a privacy service this Xcode's simctl supports.");
+  const auto route = broken.err.find("That saved route no longer exists.");
+  const auto push = broken.err.find("Push payload: ");
+  EXPECT_TRUE(telepathy < route && route < push && push != std::string::npos) << broken.err;
+
+  auto shutDown = orvanta({"--json", "--device", kIPadPro, "scenario", "check", "Broken", "--app", "com.example.cafe"});
+  EXPECT_EQ(shutDown.status, 1);
+  EXPECT_EQ(shutDown.json()["issues"][0]["message"], "The selected simulator is not booted.") << shutDown.out;
+}
+
+TEST_F(ScenarioCliTest, TheLibraryIsKeptThroughImportRenameMoveDuplicateAndDelete) {
+  import(Json::array({{{"name", "One"}, {"steps", Json::array({{{"kind", {{"clearLocation", Json::object()}}}}})}},
+                      {{"schemaVersion", 7}, {"scenario", {{"future", true}}}}}));
+  ASSERT_EQ(orvanta({"scenario", "duplicate", "One"}).status, 0);
+  ASSERT_EQ(orvanta({"scenario", "rename", "One Copy", "Two"}).status, 0);
+  ASSERT_EQ(orvanta({"scenario", "move", "Two", "1"}).status, 0);
+  auto list = orvanta({"--json", "scenario", "list"}).json();
+  ASSERT_EQ(list.size(), 3u) << list;
+  EXPECT_EQ(list[0]["name"], "Two");
+  EXPECT_EQ(list[1]["name"], "One");
+  EXPECT_EQ(list[2]["supported"], false);
+  EXPECT_EQ(list[2]["schemaVersion"], 7);
+
+  const auto exported = root() / "two.json";
+  ASSERT_EQ(orvanta({"scenario", "export", "Two", exported.string()}).status, 0);
+  ASSERT_EQ(orvanta({"scenario", "delete", "Two"}).status, 0);
+  ASSERT_EQ(orvanta({"scenario", "import", exported.string()}).status, 0);
+  list = orvanta({"--json", "scenario", "list"}).json();
+  ASSERT_EQ(list.size(), 3u);
+  EXPECT_EQ(list[2]["name"], "Two");
+
+  // The unsupported item is written back unchanged.
+  const auto library = Json::parse(testing::readBytes(root() / "data/orvanta/Scenarios/scenarios.json").value());
+  EXPECT_EQ(library["items"][1], (Json{{"schemaVersion", 7}, {"scenario", {{"future", true}}}}));
+}
+
+}  // namespace
+}  // namespace orvanta
