@@ -21,7 +21,8 @@ void report(const CommandFailure& failure, const GlobalOptions& options, Command
   streams.err << "orvanta: " << failure.message << '\n';
   for (const auto& hint : failure.hints) streams.err << hint << '\n';
   if (options.json) {
-    nlohmann::json document = {{"error", {{"kind", failure.caseName}, {"message", failure.message}}}};
+    nlohmann::json document = failure.details ? *failure.details : nlohmann::json::object();
+    document["error"] = {{"kind", failure.caseName}, {"message", failure.message}};
     streams.out << document.dump(2) << '\n';
   }
 }

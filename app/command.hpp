@@ -5,6 +5,7 @@
 #include <functional>
 #include <iosfwd>
 #include <map>
+#include <memory>
 #include <optional>
 #include "support/stop_token.hpp"
 #include <string>
@@ -35,6 +36,9 @@ struct CommandFailure {
   std::string caseName;
   std::string message;
   std::vector<std::string> hints;
+  // With --json: members written beside "error" in the one document on stdout (for example the list of
+  // problems that the message summarises).
+  std::shared_ptr<const nlohmann::json> details;
 
   static CommandFailure failure(std::string caseName, std::string message, std::vector<std::string> hints = {});
   static CommandFailure usage(std::string message, std::vector<std::string> hints = {});

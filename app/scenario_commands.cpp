@@ -286,17 +286,16 @@ expected<ScenarioExecutionPlan, CommandFailure> preflightFor(CommandContext& con
     return unexpected(CommandFailure::failure("preflightFailed", outcome.error().message));
   }
   if (outcome->blocked()) {
+    const auto& first = outcome->issues.front();
+    auto failure = CommandFailure::failure(std::string(first.caseName()), first.description());
     if (context.options.json) {
       Json issues = Json::array();
       for (const auto& issue : outcome->issues) issues.push_back(issueJson(issue));
-      context.emitJson({{"issues", issues}});
+      failure.details = std::make_shared<const Json>(Json{{"issues", std::move(issues)}});
     } else {
       context.err << "\"" << scenario->name << "\" can't run:\n";
       for (const auto& issue : outcome->issues) context.err << "  - " << issue.description() << '\n';
     }
-    const auto& first = outcome->issues.front();
-    auto failure = CommandFailure::failure(std::string(first.caseName()), first.description());
-    failure.caseName = "preflightIssues:" + failure.caseName;
     return unexpected(failure);
   }
   auto confirmation = makeScenarioConfirmation(*outcome->plan);
@@ -320,16 +319,22 @@ expected<ScenarioExecutionPlan, CommandFailure> preflightFor(CommandContext& con
 
 CommandOutcome checkScenario(CommandContext& context, const RunOptions& options) {
   auto plan = preflightFor(context, options, true);
-  if (!plan) {
-    // The issues are already printed; only the exit status is left to say.
-    if (plan.error().caseName.starts_with("preflightIssues:")) {
-      auto failure = plan.error();
-      failure.caseName = failure.caseName.substr(16);
-      return unexpected(failure);
-    }
-    return unexpected(plan.error());
-  }
+  if (!plan) return unexpected(plan.error());
   return {};
+}
+
+// How a step's outcome reads in the progress lines.
+const char* outcomeWords(ScenarioStepOutcome::Case kind) {
+  switch (kind) {
+    case ScenarioStepOutcome::Case::pending: return "pending";
+    case ScenarioStepOutcome::Case::running: return "running";
+    case ScenarioStepOutcome::Case::succeeded: return "succeeded";
+    case ScenarioStepOutcome::Case::partial: return "partly done";
+    case ScenarioStepOutcome::Case::failed: return "failed";
+    case ScenarioStepOutcome::Case::notRun: return "not run";
+    case ScenarioStepOutcome::Case::cancelled: return "cancelled";
+  }
+  return "";
 }
 
 std::string durationText(const std::optional<double>& seconds) {
@@ -341,11 +346,7 @@ std::string durationText(const std::optional<double>& seconds) {
 
 CommandOutcome runScenario(CommandContext& context, const RunOptions& options) {
   auto plan = preflightFor(context, options, !context.options.json);
-  if (!plan) {
-    auto failure = plan.error();
-    if (failure.caseName.starts_with("preflightIssues:")) failure.caseName = failure.caseName.substr(16);
-    return unexpected(failure);
-  }
+  if (!plan) return unexpected(plan.error());
   auto confirmation = makeScenarioConfirmation(*plan);
   if (auto confirmed = context.confirm(confirmation.confirmButtonTitle + "?"); !confirmed) return confirmed;
 
@@ -359,8 +360,11 @@ CommandOutcome runScenario(CommandContext& context, const RunOptions& options) {
     const auto kind = step.outcome.kind;
     if (kind == ScenarioStepOutcome::Case::running) {
       context.out << (index + 1) << ". " << step.title << " ..." << std::endl;
+    } else if (!step.startedAt) {
+      // A step that never started has no line of its own yet.
+      context.out << (index + 1) << ". " << step.title << ": " << outcomeWords(kind) << std::endl;
     } else {
-      context.out << "   " << step.outcome.caseName() << durationText(step.duration)
+      context.out << "   " << outcomeWords(kind) << durationText(step.duration)
                   << (step.outcome.message().empty() ? "" : ": " + step.outcome.message()) << std::endl;
     }
   }, context.stop);

@@ -49,17 +49,8 @@ TEST_F(LogsCliTest, RefusesBadInputWithOneSentence) {
 }
 
 TEST_F(LogsCliTest, CtrlCStopsCleanly) {
-  ProcessRunner runner;
-  std::vector<std::string> arguments{"--device", kIPhone15Old, "logs"};
-  for (const auto& [key, value] : environmentForTest()) ::setenv(key.c_str(), value.c_str(), 1);
-  auto process = runner.startLongRunning(ORVANTA_BINARY, arguments);
-  ASSERT_TRUE(process.has_value());
-  std::this_thread::sleep_for(std::chrono::milliseconds(800));
-  auto outcome = (*process)->stopGracefully(SIGINT, std::chrono::milliseconds(5000));
-  EXPECT_TRUE(outcome.endedWithinGrace);
-  ASSERT_TRUE(outcome.result.has_value());
-  EXPECT_EQ(outcome.result->terminationStatus, 0);
-  EXPECT_NE(outcome.result->stdout.str().find("FieldNotes"), std::string::npos);
+  auto result = orvantaInterrupted({"--device", kIPhone15Old, "logs"}, "FieldNotes", SIGINT, OutputStream::standardOutput);
+  EXPECT_EQ(result.status, 0) << result.err;
   EXPECT_EQ(emulatorProcessesAlive(), 0);
 }
 

@@ -59,7 +59,7 @@ class ScenarioCliTest : public testing::CliTest {
 Json everyStepKind(const std::string& routeID) {
   return Json::array({
       {{"kind", {{"setAppearance", {{"_0", "dark"}}}}}},
-      {{"kind", {{"setContentSize", {{"_0", "extraLarge"}}}}}},
+      {{"kind", {{"setContentSize", {{"_0", "extra-large"}}}}}},
       {{"kind", {{"setStatusBarOverride", {{"_0", {{"time", "9:41"}, {"batteryLevel", 100}}}}}}}},
       {{"kind", {{"clearStatusBarOverrides", Json::object()}}}},
       {{"kind", {{"setLocation", {{"_0", {{"latitude", 48.1374}, {"longitude", 11.5755}}}}}}}},
@@ -140,9 +140,8 @@ TEST_F(ScenarioCliTest, AFailedStepStopsTheRestAndTheReportSaysWhere) {
   const auto report = root() / "report.xml";
   auto run = orvanta({"--yes", "scenario", "run", "Links", "--app", "com.example.cafe", "--junit", report.string()});
   EXPECT_EQ(run.status, 1);
-  EXPECT_TRUE(contains(run.out, "   failed")) << run.out;
-  EXPECT_TRUE(contains(run.out, "Simulator device failed to open cafe://orders.")) << run.out;
-  EXPECT_FALSE(contains(run.out, "3. Set Appearance: Light ...")) << run.out;
+  EXPECT_TRUE(contains(run.out, "2. Open Deep Link ...\n   failed (")) << run.out;
+  EXPECT_TRUE(contains(run.out, "3. Set Appearance: Light: not run\n1 succeeded, 1 failed, 1 not run.\n")) << run.out;
   EXPECT_EQ(emulatorAnswer({"ui", kIPhone16, "appearance"}), "dark\n");
 
   const auto parsed = testing::parseJUnit(testing::readBytes(report).value());
@@ -161,7 +160,7 @@ TEST_F(ScenarioCliTest, CtrlCCancelsBeforeTheNextStep) {
   auto run = orvantaInterrupted({"--yes", "scenario", "run", "Slow"}, "1. Set Appearance: Dark ...", SIGINT,
                                 OutputStream::standardOutput);
   EXPECT_EQ(run.status, 130) << run.out << run.err;
-  EXPECT_FALSE(contains(run.out, "2. Set Location")) << run.out;
+  EXPECT_TRUE(contains(run.out, "2. Set Location: 1.5, 2.5: cancelled\n")) << run.out;
   EXPECT_EQ(emulatorProcessesAlive(), 0);
 }
 
@@ -188,12 +187,15 @@ TEST_F(ScenarioCliTest, CheckListsEveryBlockingIssueInStepOrder) {
 
   auto shutDown = orvanta({"--json", "--device", kIPadPro, "scenario", "check", "Broken", "--app", "com.example.cafe"});
   EXPECT_EQ(shutDown.status, 1);
-  EXPECT_EQ(shutDown.json()["issues"][0]["message"], "The selected simulator is not booted.") << shutDown.out;
+  const auto document = shutDown.json();
+  EXPECT_EQ(document["issues"][0]["message"], "The selected simulator is not booted.") << shutDown.out;
+  EXPECT_EQ(document["error"]["message"], "The selected simulator is not booted.");
 }
 
 TEST_F(ScenarioCliTest, TheLibraryIsKeptThroughImportRenameMoveDuplicateAndDelete) {
+  const std::string kFutureID = "0C2B1E7A-5D4F-4E8B-9A61-3F2E1D0C9B8A";
   import(Json::array({{{"name", "One"}, {"steps", Json::array({{{"kind", {{"clearLocation", Json::object()}}}}})}},
-                      {{"schemaVersion", 7}, {"scenario", {{"future", true}}}}}));
+                      {{"schemaVersion", 7}, {"id", kFutureID}, {"future", true}}}));
   ASSERT_EQ(orvanta({"scenario", "duplicate", "One"}).status, 0);
   ASSERT_EQ(orvanta({"scenario", "rename", "One Copy", "Two"}).status, 0);
   ASSERT_EQ(orvanta({"scenario", "move", "Two", "1"}).status, 0);
@@ -214,7 +216,7 @@ TEST_F(ScenarioCliTest, TheLibraryIsKeptThroughImportRenameMoveDuplicateAndDelet
 
   // The unsupported item is written back unchanged.
   const auto library = Json::parse(testing::readBytes(root() / "data/orvanta/Scenarios/scenarios.json").value());
-  EXPECT_EQ(library["items"][1], (Json{{"schemaVersion", 7}, {"scenario", {{"future", true}}}}));
+  EXPECT_EQ(library["items"][1], (Json{{"schemaVersion", 7}, {"id", kFutureID}, {"future", true}}));
 }
 
 }  // namespace
