@@ -274,14 +274,29 @@ struct FieldChoice {
   std::optional<std::string> profile;
 };
 
-CommandOutcome removeField(CommandContext& context, const FieldChoice& choice) {
-  auto service = makeService(context);
+struct ChosenField {
+  QuickInputProfile profile;
+  QuickInputField field;
+};
+
+// The profile (the given one or the selected one) and its field that `choice` names.
+expected<ChosenField, CommandFailure> chooseField(CommandContext& context, QuickInputService& service,
+                                                  const FieldChoice& choice) {
   auto document = loadDocument(context, service);
   if (!document) return unexpected(document.error());
   auto profile = chosenProfile(context, *document, choice.profile);
   if (!profile) return unexpected(profile.error());
   auto field = chosenField(context, *profile, choice.field);
   if (!field) return unexpected(field.error());
+  return ChosenField{std::move(*profile), std::move(*field)};
+}
+
+CommandOutcome removeField(CommandContext& context, const FieldChoice& choice) {
+  auto service = makeService(context);
+  auto chosen = chooseField(context, service, choice);
+  if (!chosen) return unexpected(chosen.error());
+  const QuickInputProfile* profile = &chosen->profile;
+  const QuickInputField* field = &chosen->field;
   auto removed = service.removeField(profile->id, field->id);
   if (!removed) return unexpected(failureOf(context, removed.error()));
   if (context.options.json) {
@@ -296,12 +311,10 @@ CommandOutcome removeField(CommandContext& context, const FieldChoice& choice) {
 
 CommandOutcome copyField(CommandContext& context, const FieldChoice& choice) {
   auto service = makeService(context);
-  auto document = loadDocument(context, service);
-  if (!document) return unexpected(document.error());
-  auto profile = chosenProfile(context, *document, choice.profile);
-  if (!profile) return unexpected(profile.error());
-  auto field = chosenField(context, *profile, choice.field);
-  if (!field) return unexpected(field.error());
+  auto chosen = chooseField(context, service, choice);
+  if (!chosen) return unexpected(chosen.error());
+  const QuickInputProfile* profile = &chosen->profile;
+  const QuickInputField* field = &chosen->field;
   auto device = requireSelectedTarget(context);
   if (!device) return unexpected(device.error());
 

@@ -263,6 +263,13 @@ Json planJson(const ScenarioExecutionPlan& plan) {
   return json;
 }
 
+// The location tool's recent routes, which route steps name; null when their folder is unknown.
+std::shared_ptr<LocationRouteLibrary> recentRoutes(CommandContext& context) {
+  auto routes = LocationRouteLibrary::defaultDirectory();
+  if (!routes) return nullptr;
+  return std::make_shared<LocationRouteLibrary>(context.environment.settings(), *routes);
+}
+
 expected<ScenarioExecutionPlan, CommandFailure> preflightFor(CommandContext& context, const RunOptions& options,
                                                             bool printPlan) {
   auto library = openLibrary(context);
@@ -276,9 +283,7 @@ expected<ScenarioExecutionPlan, CommandFailure> preflightFor(CommandContext& con
   } else if (auto remembered = context.environment.selection().selectedUDID(); remembered && *remembered) {
     selection.simulator = **remembered;
   }
-  auto routes = LocationRouteLibrary::defaultDirectory();
-  std::shared_ptr<LocationRouteLibrary> routeLibrary;
-  if (routes) routeLibrary = std::make_shared<LocationRouteLibrary>(context.environment.settings(), *routes);
+  auto routeLibrary = recentRoutes(context);
   ScenarioPreflight preflight(context.environment.simctl(), routeLibrary);
   auto outcome = preflight.check(*scenario, selection, context.stop);
   if (!outcome) {
@@ -350,9 +355,7 @@ CommandOutcome runScenario(CommandContext& context, const RunOptions& options) {
   auto confirmation = makeScenarioConfirmation(*plan);
   if (auto confirmed = context.confirm(confirmation.confirmButtonTitle + "?"); !confirmed) return confirmed;
 
-  auto routes = LocationRouteLibrary::defaultDirectory();
-  std::shared_ptr<LocationRouteLibrary> routeLibrary;
-  if (routes) routeLibrary = std::make_shared<LocationRouteLibrary>(context.environment.settings(), *routes);
+  auto routeLibrary = recentRoutes(context);
   ScenarioExecutor executor(ScenarioExecutorEnvironment{context.environment.simctl(), routeLibrary, nullptr, std::nullopt});
   const bool text = !context.options.json;
   auto result = executor.execute(*plan, &context.environment.gate(), [&](std::size_t index, const ScenarioStepResult& step) {

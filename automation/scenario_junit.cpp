@@ -4,34 +4,13 @@
 #include <cstdio>
 
 #include "support/reference_date.hpp"
+#include "support/utf8.hpp"
 
 namespace orvanta {
 
 namespace {
 
 constexpr std::string_view kReplacement = "\xEF\xBF\xBD";
-
-// The length of the well-formed UTF-8 sequence at the start of `text`, or 0.
-std::size_t sequenceLength(std::string_view text) {
-  const auto byte = [&](std::size_t index) { return static_cast<unsigned char>(text[index]); };
-  const unsigned char lead = byte(0);
-  std::size_t length = 0;
-  if (lead < 0x80) return 1;
-  if (lead >= 0xC2 && lead <= 0xDF) length = 2;
-  else if (lead >= 0xE0 && lead <= 0xEF) length = 3;
-  else if (lead >= 0xF0 && lead <= 0xF4) length = 4;
-  else return 0;
-  if (text.size() < length) return 0;
-  for (std::size_t index = 1; index < length; ++index) {
-    if ((byte(index) & 0xC0) != 0x80) return 0;
-  }
-  if (lead == 0xE0 && byte(1) < 0xA0) return 0;   // overlong
-  if (lead == 0xED && byte(1) >= 0xA0) return 0;  // surrogates
-  if (lead == 0xF0 && byte(1) < 0x90) return 0;   // overlong
-  if (lead == 0xF4 && byte(1) >= 0x90) return 0;  // above U+10FFFF
-  if (lead == 0xEF && byte(1) == 0xBF && (byte(2) == 0xBE || byte(2) == 0xBF)) return 0;  // U+FFFE, U+FFFF
-  return length;
-}
 
 std::string seconds(double value) {
   std::array<char, 32> buffer{};
@@ -45,34 +24,31 @@ std::string xmlEscaped(std::string_view text) {
   std::string escaped;
   escaped.reserve(text.size());
   while (!text.empty()) {
-    const std::size_t length = sequenceLength(text);
-    if (length == 0) {
+    const Utf8Sequence sequence = decodeUtf8(text);
+    if (sequence.length == 0) {
       escaped += kReplacement;
-      text.remove_prefix(1);
+      text.remove_prefix(sequence.invalidLength);
       continue;
     }
-    if (length == 1) {
-      const char c = text.front();
-      switch (c) {
-        case '&': escaped += "&amp;"; break;
-        case '<': escaped += "&lt;"; break;
-        case '>': escaped += "&gt;"; break;
-        case '"': escaped += "&quot;"; break;
-        case '\'': escaped += "&apos;"; break;
-        case '\t': escaped += "&#9;"; break;
-        case '\n': escaped += "&#10;"; break;
-        case '\r': escaped += "&#13;"; break;
-        default:
-          if (static_cast<unsigned char>(c) < 0x20 || c == 0x7F) {
-            escaped += kReplacement;
-          } else {
-            escaped += c;
-          }
-      }
-    } else {
-      escaped.append(text.substr(0, length));
+    const char32_t c = sequence.codePoint;
+    switch (c) {
+      case '&': escaped += "&amp;"; break;
+      case '<': escaped += "&lt;"; break;
+      case '>': escaped += "&gt;"; break;
+      case '"': escaped += "&quot;"; break;
+      case '\'': escaped += "&apos;"; break;
+      case '\t': escaped += "&#9;"; break;
+      case '\n': escaped += "&#10;"; break;
+      case '\r': escaped += "&#13;"; break;
+      default:
+        // What XML 1.0 does not allow in a document: other C0 controls, DEL, U+FFFE and U+FFFF.
+        if (c < 0x20 || c == 0x7F || c == 0xFFFE || c == 0xFFFF) {
+          escaped += kReplacement;
+        } else {
+          escaped.append(text.substr(0, sequence.length));
+        }
     }
-    text.remove_prefix(length);
+    text.remove_prefix(sequence.length);
   }
   return escaped;
 }

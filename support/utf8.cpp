@@ -36,40 +36,41 @@ bool isValidUtf8(std::string_view bytes) noexcept {
   return true;
 }
 
-namespace {
-
-// The length of the well-formed sequence at `p`, or 0 with `*consumed` set to the length of the maximal
-// subpart that starts there (at least 1).
-std::size_t sequenceLength(const std::uint8_t* p, const std::uint8_t* end, std::size_t* consumed) noexcept {
-  const std::uint8_t lead = *p;
-  std::size_t length;
-  std::uint8_t low = 0x80, high = 0xBF;  // the range of the second byte
+Utf8Sequence decodeUtf8(std::string_view bytes) noexcept {
+  const auto byte = [&](std::size_t i) { return static_cast<std::uint8_t>(bytes[i]); };
+  const std::uint8_t lead = byte(0);
+  if (lead < 0x80) return {lead, 1, 0, false};
+  std::size_t length = 0;
+  char32_t value = 0;
+  std::uint8_t low = 0x80, high = 0xBF;  // the range of the second byte: no overlongs, surrogates or > U+10FFFF
   if (lead >= 0xC2 && lead <= 0xDF) {
-    length = 2;
+    length = 2, value = lead & 0x1Fu;
   } else if (lead >= 0xE0 && lead <= 0xEF) {
-    length = 3;
+    length = 3, value = lead & 0x0Fu;
     if (lead == 0xE0) low = 0xA0;
     if (lead == 0xED) high = 0x9F;
   } else if (lead >= 0xF0 && lead <= 0xF4) {
-    length = 4;
+    length = 4, value = lead & 0x07u;
     if (lead == 0xF0) low = 0x90;
     if (lead == 0xF4) high = 0x8F;
   } else {
-    *consumed = 1;
-    return 0;
+    return {0, 0, 1, false};
   }
   std::size_t i = 1;
-  for (; i < length && p + i < end; ++i) {
-    const std::uint8_t byte = p[i];
-    const bool fits = i == 1 ? (byte >= low && byte <= high) : (byte & 0xC0) == 0x80;
-    if (!fits) break;
+  for (; i < length && i < bytes.size(); ++i) {
+    const std::uint8_t next = byte(i);
+    const bool fits = i == 1 ? (next >= low && next <= high) : (next & 0xC0) == 0x80;
+    if (!fits) return {0, 0, i, false};
+    value = (value << 6) | (next & 0x3Fu);
   }
-  if (i == length) return length;
-  *consumed = i;
-  return 0;
+  if (i == length) return {value, length, 0, false};
+  return {0, 0, i, true};
 }
 
-}  // namespace
+bool isUnicodeWhiteSpace(char32_t c) noexcept {
+  return (c >= 0x09 && c <= 0x0D) || c == 0x20 || c == 0x85 || c == 0xA0 || c == 0x1680 ||
+         (c >= 0x2000 && c <= 0x200A) || c == 0x2028 || c == 0x2029 || c == 0x202F || c == 0x205F || c == 0x3000;
+}
 
 void appendUtf8Lossy(std::string& out, std::string_view bytes) {
   if (isValidUtf8(bytes)) {
@@ -85,14 +86,14 @@ void appendUtf8Lossy(std::string& out, std::string_view bytes) {
       out.push_back(static_cast<char>(*p++));
       continue;
     }
-    std::size_t consumed = 0;
-    const std::size_t length = sequenceLength(p, end, &consumed);
-    if (length > 0) {
-      out.append(bytes.substr(static_cast<std::size_t>(p - begin), length));
-      p += length;
+    const auto at = static_cast<std::size_t>(p - begin);
+    const Utf8Sequence sequence = decodeUtf8(bytes.substr(at));
+    if (sequence.length > 0) {
+      out.append(bytes.substr(at, sequence.length));
+      p += sequence.length;
     } else {
       out.append("\xEF\xBF\xBD");
-      p += consumed;
+      p += sequence.invalidLength;
     }
   }
 }

@@ -2,60 +2,24 @@
 
 #include <algorithm>
 
+#include "support/utf8.hpp"
+
 namespace orvanta {
-namespace {
-
-constexpr std::string_view replacement = "\xEF\xBF\xBD";
-
-// The length of the well-formed sequence at the start of `bytes` (0: invalid), or -1 when `bytes` is a
-// valid but unfinished beginning of one.
-int sequenceLength(std::string_view bytes) {
-  const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(bytes[i]); };
-  const unsigned char lead = byte(0);
-  if (lead < 0x80) return 1;
-  int length = 0;
-  unsigned char low = 0x80, high = 0xBF;
-  if (lead >= 0xC2 && lead <= 0xDF) {
-    length = 2;
-  } else if (lead >= 0xE0 && lead <= 0xEF) {
-    length = 3;
-    if (lead == 0xE0) low = 0xA0;
-    if (lead == 0xED) high = 0x9F;
-  } else if (lead >= 0xF0 && lead <= 0xF4) {
-    length = 4;
-    if (lead == 0xF0) low = 0x90;
-    if (lead == 0xF4) high = 0x8F;
-  } else {
-    return 0;
-  }
-  for (int i = 1; i < length; ++i) {
-    if (static_cast<std::size_t>(i) >= bytes.size()) return -1;
-    const unsigned char c = byte(static_cast<std::size_t>(i));
-    if (i == 1 ? (c < low || c > high) : (c < 0x80 || c > 0xBF)) return 0;
-  }
-  return length;
-}
-
-}  // namespace
-
 std::string decodeUtf8Lossy(std::string_view bytes, std::string* incomplete) {
-  std::string text;
-  text.reserve(bytes.size());
-  while (!bytes.empty()) {
-    const int length = sequenceLength(bytes);
-    if (length < 0 && incomplete) {
-      *incomplete = std::string(bytes);
-      return text;
+  std::size_t whole = bytes.size();
+  if (incomplete) {
+    incomplete->clear();
+    // An unfinished sequence at the end waits for the rest of it (at most three bytes are held back).
+    for (std::size_t start = bytes.size() > 3 ? bytes.size() - 3 : 0; start < bytes.size(); ++start) {
+      if (decodeUtf8(bytes.substr(start)).unfinished) {
+        whole = start;
+        *incomplete = std::string(bytes.substr(start));
+        break;
+      }
     }
-    if (length <= 0) {
-      text += replacement;
-      bytes.remove_prefix(1);
-      continue;
-    }
-    text += bytes.substr(0, static_cast<std::size_t>(length));
-    bytes.remove_prefix(static_cast<std::size_t>(length));
   }
-  if (incomplete) incomplete->clear();
+  std::string text;
+  appendUtf8Lossy(text, bytes.substr(0, whole));
   return text;
 }
 

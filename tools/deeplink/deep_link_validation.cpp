@@ -6,15 +6,12 @@
 #include <cstdint>
 #include <optional>
 
+#include "support/utf8.hpp"
+
 namespace orvanta {
 namespace {
 
 using Case = DeepLinkError::Case;
-
-bool isWhiteSpace(char32_t c) {
-  return (c >= 0x09 && c <= 0x0D) || c == 0x20 || c == 0x85 || c == 0xA0 || c == 0x1680 ||
-         (c >= 0x2000 && c <= 0x200A) || c == 0x2028 || c == 0x2029 || c == 0x202F || c == 0x205F || c == 0x3000;
-}
 
 struct CodePoint {
   char32_t value;
@@ -23,24 +20,16 @@ struct CodePoint {
 
 // The code point starting at `at`; nullopt for a byte that does not start a well-formed sequence.
 std::optional<CodePoint> decodeAt(std::string_view text, std::size_t at) {
-  const auto lead = static_cast<unsigned char>(text[at]);
-  if (lead < 0x80) return CodePoint{lead, 1};
-  std::size_t length = lead >= 0xF0 ? 4 : lead >= 0xE0 ? 3 : lead >= 0xC0 ? 2 : 0;
-  if (length == 0 || lead > 0xF4 || at + length > text.size()) return std::nullopt;
-  char32_t value = lead & (0x7F >> length);
-  for (std::size_t i = 1; i < length; ++i) {
-    const auto next = static_cast<unsigned char>(text[at + i]);
-    if ((next & 0xC0) != 0x80) return std::nullopt;
-    value = (value << 6) | (next & 0x3F);
-  }
-  return CodePoint{value, length};
+  const Utf8Sequence sequence = decodeUtf8(text.substr(at));
+  if (sequence.length == 0) return std::nullopt;
+  return CodePoint{sequence.codePoint, sequence.length};
 }
 
 // The length of the whitespace character that ends at `end`, or 0.
 std::size_t whiteSpaceEndingAt(std::string_view text, std::size_t end) {
   for (std::size_t length = 1; length <= 4 && length <= end; ++length) {
     auto decoded = decodeAt(text, end - length);
-    if (decoded && decoded->length == length) return isWhiteSpace(decoded->value) ? length : 0;
+    if (decoded && decoded->length == length) return isUnicodeWhiteSpace(decoded->value) ? length : 0;
   }
   return 0;
 }
@@ -52,7 +41,7 @@ bool containsWhiteSpace(std::string_view text) {
       ++at;
       continue;
     }
-    if (isWhiteSpace(decoded->value)) return true;
+    if (isUnicodeWhiteSpace(decoded->value)) return true;
     at += decoded->length;
   }
   return false;
@@ -95,7 +84,7 @@ std::string_view trimDeepLinkWhitespace(std::string_view text) {
   std::size_t first = 0;
   while (first < text.size()) {
     auto decoded = decodeAt(text, first);
-    if (!decoded || !isWhiteSpace(decoded->value)) break;
+    if (!decoded || !isUnicodeWhiteSpace(decoded->value)) break;
     first += decoded->length;
   }
   std::size_t end = text.size();
