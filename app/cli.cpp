@@ -2,8 +2,8 @@
 
 #include <CLI/CLI.hpp>
 #include <iostream>
-#include <optional>
 #include <nlohmann/json.hpp>
+#include <optional>
 
 #include "app/command.hpp"
 #include "app/commands.hpp"

@@ -7,15 +7,15 @@
 namespace orvanta {
 
 CommandFailure CommandFailure::failure(std::string caseName, std::string message, std::vector<std::string> hints) {
-  return CommandFailure{Kind::failed, std::move(caseName), std::move(message), std::move(hints)};
+  return CommandFailure{Kind::failed, std::move(caseName), std::move(message), std::move(hints), nullptr};
 }
 
 CommandFailure CommandFailure::usage(std::string message, std::vector<std::string> hints) {
-  return CommandFailure{Kind::usage, "usage", std::move(message), std::move(hints)};
+  return CommandFailure{Kind::usage, "usage", std::move(message), std::move(hints), nullptr};
 }
 
 CommandFailure CommandFailure::interrupted() {
-  return CommandFailure{Kind::interrupted, "cancelled", "The command was cancelled.", {}};
+  return CommandFailure{Kind::interrupted, "cancelled", "The command was cancelled.", {}, nullptr};
 }
 
 int exitStatusFor(const CommandOutcome& outcome) {

@@ -7,9 +7,9 @@
 #include <map>
 #include <memory>
 #include <optional>
-#include "support/stop_token.hpp"
 #include <string>
 #include <vector>
+#include "support/stop_token.hpp"
 
 #include <nlohmann/json_fwd.hpp>
 

@@ -28,9 +28,9 @@ constexpr const char* kListHint = "'orvanta input profiles' lists the profiles a
 
 QuickInputService makeService(CommandContext& context) {
   auto& environment = context.environment;
-  return QuickInputService(
-      environment.settings(), environment.secretStore(),
-      SimulatorPasteboardService({environment.runWithOptions(), environment.xcrunPath(), &environment.hostPasteboard()}));
+  return QuickInputService(environment.settings(), environment.secretStore(),
+                           SimulatorPasteboardService(
+                               {environment.runWithOptions(), environment.xcrunPath(), &environment.hostPasteboard()}));
 }
 
 CommandFailure failureOf(CommandContext& context, const QuickInputError& error) {
@@ -38,7 +38,9 @@ CommandFailure failureOf(CommandContext& context, const QuickInputError& error) 
   std::vector<std::string> hints;
   switch (error.kind) {
     case ErrorCase::profileNotFound:
-    case ErrorCase::fieldNotFound: hints.push_back(kListHint); break;
+    case ErrorCase::fieldNotFound:
+      hints.push_back(kListHint);
+      break;
     case ErrorCase::noProfileSelected:
       hints.push_back("Select one with 'orvanta input profile select NAME', or pass --profile.");
       break;
@@ -56,10 +58,12 @@ CommandFailure failureOf(CommandContext& context, const QuickInputError& error) 
     case ErrorCase::pasteboard:
       if (error.pasteboardError && error.pasteboardError->kind == SimulatorPasteboardError::Case::writeNotAccepted &&
           !error.pasteboardError->diagnostic.empty()) {
-        hints.push_back("The retry through this computer's clipboard could not run: " + error.pasteboardError->diagnostic);
+        hints.push_back("The retry through this computer's clipboard could not run: " +
+                        error.pasteboardError->diagnostic);
       }
       break;
-    default: break;
+    default:
+      break;
   }
   return CommandFailure::failure(std::string(error.caseName()), error.description(), std::move(hints));
 }
@@ -94,7 +98,8 @@ expected<QuickInputProfile, CommandFailure> chosenProfile(CommandContext& contex
   }
   if (document.profiles.size() == 1) return document.profiles.front();
   if (document.profiles.empty()) {
-    return unexpected(CommandFailure::failure("noProfileSelected", QuickInputError(ErrorCase::noProfileSelected).description(),
+    return unexpected(CommandFailure::failure("noProfileSelected",
+                                              QuickInputError(ErrorCase::noProfileSelected).description(),
                                               {"Add one with 'orvanta input profile add NAME'."}));
   }
   return unexpected(failureOf(context, QuickInputError(ErrorCase::noProfileSelected)));
@@ -313,7 +318,6 @@ CommandOutcome copyField(CommandContext& context, const FieldChoice& choice) {
   auto service = makeService(context);
   auto chosen = chooseField(context, service, choice);
   if (!chosen) return unexpected(chosen.error());
-  const QuickInputProfile* profile = &chosen->profile;
   const QuickInputField* field = &chosen->field;
   auto device = requireSelectedTarget(context);
   if (!device) return unexpected(device.error());
@@ -442,12 +446,14 @@ void registerInputCommands(CLI::App& app, CommandRegistry& registry) {
   fieldRemoveCommand->add_option("--profile", fieldRemove->profile, "The profile (default: the selected one)")
       ->option_text("ID-OR-NAME");
   fieldRemoveCommand->footer("--json: the removed field, {id, kind, label, isSecret, savesValue, ...}.");
-  registry.on(fieldRemoveCommand, [fieldRemove](CommandContext& context) { return removeField(context, *fieldRemove); });
+  registry.on(fieldRemoveCommand,
+              [fieldRemove](CommandContext& context) { return removeField(context, *fieldRemove); });
 
   auto copyChoice = std::make_shared<FieldChoice>();
   auto* copy = input->add_subcommand("copy", "Put a field's value on the target simulator's clipboard");
   copy->add_option("FIELD", copyChoice->field, "The field's label or id")->required();
-  copy->add_option("--profile", copyChoice->profile, "The profile (default: the selected one)")->option_text("ID-OR-NAME");
+  copy->add_option("--profile", copyChoice->profile, "The profile (default: the selected one)")
+      ->option_text("ID-OR-NAME");
   copy->footer(
       "The value is written with simctl pbcopy and read back with pbpaste before success is reported; when the\n"
       "simulator did not take it, it goes once through this computer's clipboard (and is taken off it again).\n"

@@ -28,7 +28,7 @@ void showFallbackNotice(CommandContext& context, SimulatorPrivacyService& servic
 CommandFailure failureOf(CommandContext& context, const SimulatorPrivacyError& error,
                          const SimulatorTargetStatus& status) {
   if (error.kind == ErrorCase::operationCancelled) {
-    return CommandFailure{CommandFailure::Kind::interrupted, std::string(error.caseName()), error.description(), {}};
+    return CommandFailure{CommandFailure::Kind::interrupted, std::string(error.caseName()), error.description(), {}, nullptr};
   }
   std::vector<std::string> hints;
   switch (error.kind) {

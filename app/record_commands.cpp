@@ -37,7 +37,7 @@ struct RecordOptions {
 
 CommandFailure failureOf(const RecordingError& error) {
   if (error.kind == RecordingError::Case::cancelled) {
-    return CommandFailure{CommandFailure::Kind::interrupted, "cancelled", error.description(), {}};
+    return CommandFailure{CommandFailure::Kind::interrupted, "cancelled", error.description(), {}, nullptr};
   }
   std::vector<std::string> hints;
   if (error.kind == RecordingError::Case::recordingAlreadyInProgress && !error.message.empty()) {

@@ -30,7 +30,8 @@ CommandFailure libraryFailure(const ScenarioLibraryError& error) {
 
 expected<ScenarioLibrary, CommandFailure> openLibrary(CommandContext& context) {
   auto file = ScenarioLibrary::defaultFile();
-  if (!file) return unexpected(CommandFailure::failure(std::string(file.error().caseName()), file.error().description()));
+  if (!file)
+    return unexpected(CommandFailure::failure(std::string(file.error().caseName()), file.error().description()));
   auto library = ScenarioLibrary::load(*file);
   if (library.recoveryNotice()) context.err << *library.recoveryNotice() << '\n';
   return library;
@@ -49,22 +50,26 @@ expected<Entry, CommandFailure> findEntry(const ScenarioLibrary& library, const 
     return unexpected(CommandFailure::usage("Several scenarios are named \"" + nameOrID + "\".",
                                             {"Name one by its id (see 'orvanta scenario list')."}));
   }
-  return unexpected(CommandFailure::failure("notFound", ScenarioLibraryError::of(ScenarioLibraryError::Case::notFound).description(),
-                                            {"See 'orvanta scenario list'."}));
+  return unexpected(
+      CommandFailure::failure("notFound", ScenarioLibraryError::of(ScenarioLibraryError::Case::notFound).description(),
+                              {"See 'orvanta scenario list'."}));
 }
 
 expected<ScenarioDefinition, CommandFailure> findScenario(const ScenarioLibrary& library, const std::string& nameOrID) {
   auto entry = findEntry(library, nameOrID);
   if (!entry) return unexpected(entry.error());
   if (entry->kind == Entry::Case::unsupportedFormat) {
-    return unexpected(CommandFailure::failure("unsupportedSchemaVersion", unsupportedSchemaVersionText(entry->schemaVersion)));
+    return unexpected(
+        CommandFailure::failure("unsupportedSchemaVersion", unsupportedSchemaVersionText(entry->schemaVersion)));
   }
   return entry->scenario;
 }
 
 Json entryJson(const ScenarioLibrary& library, const Entry& entry) {
   if (entry.kind == Entry::Case::unsupportedFormat) {
-    return {{"id", entry.id()}, {"schemaVersion", entry.schemaVersion}, {"supported", false},
+    return {{"id", entry.id()},
+            {"schemaVersion", entry.schemaVersion},
+            {"supported", false},
             {"message", unsupportedSchemaVersionText(entry.schemaVersion)},
             {"item", library.preservedRawItems.count(entry.id()) ? library.preservedRawItems.at(entry.id()) : Json()}};
   }
@@ -100,7 +105,8 @@ CommandOutcome listScenarios(CommandContext& context) {
     context.out << position++ << ". ";
     if (entry.kind == Entry::Case::scenario) {
       const auto count = entry.scenario.steps.size();
-      context.out << entry.scenario.name << "  (" << count << (count == 1 ? " step)  " : " steps)  ") << entry.id() << '\n';
+      context.out << entry.scenario.name << "  (" << count << (count == 1 ? " step)  " : " steps)  ") << entry.id()
+                  << '\n';
     } else {
       context.out << entry.id() << "  " << unsupportedSchemaVersionText(entry.schemaVersion) << '\n';
     }
@@ -135,7 +141,8 @@ expected<std::string, CommandFailure> readSource(CommandContext& context, const 
     return std::string(std::istreambuf_iterator<char>(*context.in), std::istreambuf_iterator<char>());
   }
   auto content = readFile(source);
-  if (!content) return unexpected(CommandFailure::failure(std::string(content.error().caseName()), content.error().description()));
+  if (!content)
+    return unexpected(CommandFailure::failure(std::string(content.error().caseName()), content.error().description()));
   if (!*content) return unexpected(CommandFailure::failure("readFailed", "There is no file at " + source + "."));
   return **content;
 }
@@ -149,8 +156,8 @@ CommandOutcome importScenarios(CommandContext& context, const std::string& sourc
   }
   // A whole library file, an array of items, or one item.
   Json items = document.is_object() && document.contains("items") ? document["items"]
-               : document.is_array()                                ? document
-                                                                    : Json::array({document});
+               : document.is_array()                              ? document
+                                                                  : Json::array({document});
   if (!items.is_array()) return unexpected(CommandFailure::failure("invalidFile", "\"items\" must be an array."));
   std::vector<ScenarioLibrary::ImportItem> imports;
   const auto now = std::chrono::system_clock::now();
@@ -183,7 +190,8 @@ CommandOutcome importScenarios(CommandContext& context, const std::string& sourc
       context.out << "Imported \"" << entry.scenario.name << "\" (" << entry.scenario.steps.size() << " steps)  "
                   << entry.id() << '\n';
     } else {
-      context.out << "Kept " << entry.id() << " as it is: " << unsupportedSchemaVersionText(entry.schemaVersion) << '\n';
+      context.out << "Kept " << entry.id() << " as it is: " << unsupportedSchemaVersionText(entry.schemaVersion)
+                  << '\n';
     }
   }
   if (added->size() < imports.size()) {
@@ -216,8 +224,9 @@ CommandOutcome exportScenario(CommandContext& context, const std::string& nameOr
   return {};
 }
 
-CommandOutcome changeLibrary(CommandContext& context, const std::string& nameOrID, const std::string& verb,
-                             const std::function<expected<std::string, ScenarioLibraryError>(ScenarioLibrary&, const Entry&)>& change) {
+CommandOutcome changeLibrary(
+    CommandContext& context, const std::string& nameOrID, const std::string& verb,
+    const std::function<expected<std::string, ScenarioLibraryError>(ScenarioLibrary&, const Entry&)>& change) {
   auto library = openLibrary(context);
   if (!library) return unexpected(library.error());
   auto entry = findEntry(*library, nameOrID);
@@ -259,7 +268,8 @@ Json planJson(const ScenarioExecutionPlan& plan) {
                {"simulatorName", plan.simulatorName},
                {"runtimeIdentifier", plan.runtimeIdentifier},
                {"steps", steps}};
-  if (plan.app) json["app"] = {{"bundleIdentifier", plan.app->bundleIdentifier}, {"displayName", plan.app->displayName}};
+  if (plan.app)
+    json["app"] = {{"bundleIdentifier", plan.app->bundleIdentifier}, {"displayName", plan.app->displayName}};
   return json;
 }
 
@@ -271,7 +281,7 @@ std::shared_ptr<LocationRouteLibrary> recentRoutes(CommandContext& context) {
 }
 
 expected<ScenarioExecutionPlan, CommandFailure> preflightFor(CommandContext& context, const RunOptions& options,
-                                                            bool printPlan) {
+                                                             bool printPlan) {
   auto library = openLibrary(context);
   if (!library) return unexpected(library.error());
   auto scenario = findScenario(*library, options.nameOrID);
@@ -316,7 +326,8 @@ expected<ScenarioExecutionPlan, CommandFailure> preflightFor(CommandContext& con
                           {"note", confirmation.note}}}});
     } else {
       context.out << confirmation.title << ": " << outcome->plan->scenarioName << '\n'
-                  << confirmation.target << "\n\n" << confirmation.text() << '\n';
+                  << confirmation.target << "\n\n"
+                  << confirmation.text() << '\n';
     }
   }
   return std::move(*outcome->plan);
@@ -331,13 +342,20 @@ CommandOutcome checkScenario(CommandContext& context, const RunOptions& options)
 // How a step's outcome reads in the progress lines.
 const char* outcomeWords(ScenarioStepOutcome::Case kind) {
   switch (kind) {
-    case ScenarioStepOutcome::Case::pending: return "pending";
-    case ScenarioStepOutcome::Case::running: return "running";
-    case ScenarioStepOutcome::Case::succeeded: return "succeeded";
-    case ScenarioStepOutcome::Case::partial: return "partly done";
-    case ScenarioStepOutcome::Case::failed: return "failed";
-    case ScenarioStepOutcome::Case::notRun: return "not run";
-    case ScenarioStepOutcome::Case::cancelled: return "cancelled";
+    case ScenarioStepOutcome::Case::pending:
+      return "pending";
+    case ScenarioStepOutcome::Case::running:
+      return "running";
+    case ScenarioStepOutcome::Case::succeeded:
+      return "succeeded";
+    case ScenarioStepOutcome::Case::partial:
+      return "partly done";
+    case ScenarioStepOutcome::Case::failed:
+      return "failed";
+    case ScenarioStepOutcome::Case::notRun:
+      return "not run";
+    case ScenarioStepOutcome::Case::cancelled:
+      return "cancelled";
   }
   return "";
 }
@@ -356,21 +374,25 @@ CommandOutcome runScenario(CommandContext& context, const RunOptions& options) {
   if (auto confirmed = context.confirm(confirmation.confirmButtonTitle + "?"); !confirmed) return confirmed;
 
   auto routeLibrary = recentRoutes(context);
-  ScenarioExecutor executor(ScenarioExecutorEnvironment{context.environment.simctl(), routeLibrary, nullptr, std::nullopt});
+  ScenarioExecutor executor(
+      ScenarioExecutorEnvironment{context.environment.simctl(), routeLibrary, nullptr, std::nullopt});
   const bool text = !context.options.json;
-  auto result = executor.execute(*plan, &context.environment.gate(), [&](std::size_t index, const ScenarioStepResult& step) {
-    if (!text) return;
-    const auto kind = step.outcome.kind;
-    if (kind == ScenarioStepOutcome::Case::running) {
-      context.out << (index + 1) << ". " << step.title << " ..." << std::endl;
-    } else if (!step.startedAt) {
-      // A step that never started has no line of its own yet.
-      context.out << (index + 1) << ". " << step.title << ": " << outcomeWords(kind) << std::endl;
-    } else {
-      context.out << "   " << outcomeWords(kind) << durationText(step.duration)
-                  << (step.outcome.message().empty() ? "" : ": " + step.outcome.message()) << std::endl;
-    }
-  }, context.stop);
+  auto result = executor.execute(
+      *plan, &context.environment.gate(),
+      [&](std::size_t index, const ScenarioStepResult& step) {
+        if (!text) return;
+        const auto kind = step.outcome.kind;
+        if (kind == ScenarioStepOutcome::Case::running) {
+          context.out << (index + 1) << ". " << step.title << " ..." << std::endl;
+        } else if (!step.startedAt) {
+          // A step that never started has no line of its own yet.
+          context.out << (index + 1) << ". " << step.title << ": " << outcomeWords(kind) << std::endl;
+        } else {
+          context.out << "   " << outcomeWords(kind) << durationText(step.duration)
+                      << (step.outcome.message().empty() ? "" : ": " + step.outcome.message()) << std::endl;
+        }
+      },
+      context.stop);
   if (!result) return unexpected(CommandFailure::failure("simulatorBusy", result.error().message));
 
   const std::string summary = scenarioResultSummary(*result);
@@ -429,7 +451,8 @@ void registerScenarioCommands(CLI::App& app, CommandRegistry& registry) {
   registry.on(show, [nameOrID](CommandContext& context) { return showScenario(context, *nameOrID); });
 
   auto* import = scenario->add_subcommand("import", "Add the scenarios of a file (the library's item format)");
-  import->add_option("FILE", *argument, "A scenario, an array of them, or a whole library file; - reads stdin")->required();
+  import->add_option("FILE", *argument, "A scenario, an array of them, or a whole library file; - reads stdin")
+      ->required();
   import->footer(
       "Ids and dates may be left out (they are made). An item whose schemaVersion is not 1 is kept as it is,\n"
       "listed as unsupported. A scenario whose id is already in the library gets a new one.\n"
@@ -440,31 +463,32 @@ void registerScenarioCommands(CLI::App& app, CommandRegistry& registry) {
   exportCommand->add_option("NAME-OR-ID", *nameOrID)->required();
   exportCommand->add_option("FILE", *argument, "Where to write it (default: standard output)");
   exportCommand->footer("--json (with FILE): {path, id}.");
-  registry.on(exportCommand, [nameOrID, argument](CommandContext& context) {
-    return exportScenario(context, *nameOrID, *argument);
-  });
+  registry.on(exportCommand,
+              [nameOrID, argument](CommandContext& context) { return exportScenario(context, *nameOrID, *argument); });
 
   auto* duplicate = scenario->add_subcommand("duplicate", "Copy a scenario (\" Copy\" is added to its name)");
   duplicate->add_option("NAME-OR-ID", *nameOrID)->required();
   duplicate->footer("--json: {action, id, result}.");
   registry.on(duplicate, [nameOrID](CommandContext& context) {
-    return changeLibrary(context, *nameOrID, "duplicate", [](ScenarioLibrary& library, const Entry& entry)
-                                                              -> expected<std::string, ScenarioLibraryError> {
-      auto copy = library.duplicate(entry.id());
-      if (!copy) return unexpected(copy.error());
-      return "Created \"" + copy->name + "\"  " + copy->id;
-    });
+    return changeLibrary(
+        context, *nameOrID, "duplicate",
+        [](ScenarioLibrary& library, const Entry& entry) -> expected<std::string, ScenarioLibraryError> {
+          auto copy = library.duplicate(entry.id());
+          if (!copy) return unexpected(copy.error());
+          return "Created \"" + copy->name + "\"  " + copy->id;
+        });
   });
 
   auto* remove = scenario->add_subcommand("delete", "Remove a scenario");
   remove->add_option("NAME-OR-ID", *nameOrID)->required();
   remove->footer("--json: {action, id, result}.");
   registry.on(remove, [nameOrID](CommandContext& context) {
-    return changeLibrary(context, *nameOrID, "delete", [](ScenarioLibrary& library, const Entry& entry)
-                                                           -> expected<std::string, ScenarioLibraryError> {
-      if (auto done = library.remove(entry.id()); !done) return unexpected(done.error());
-      return "Deleted " + entry.id();
-    });
+    return changeLibrary(
+        context, *nameOrID, "delete",
+        [](ScenarioLibrary& library, const Entry& entry) -> expected<std::string, ScenarioLibraryError> {
+          if (auto done = library.remove(entry.id()); !done) return unexpected(done.error());
+          return "Deleted " + entry.id();
+        });
   });
 
   auto* rename = scenario->add_subcommand("rename", "Give a scenario a new name");
@@ -472,15 +496,17 @@ void registerScenarioCommands(CLI::App& app, CommandRegistry& registry) {
   rename->add_option("NEW-NAME", *argument)->required();
   rename->footer("--json: {action, id, result}.");
   registry.on(rename, [nameOrID, argument](CommandContext& context) {
-    return changeLibrary(context, *nameOrID, "rename", [argument](ScenarioLibrary& library, const Entry& entry)
-                                                           -> expected<std::string, ScenarioLibraryError> {
-      if (entry.kind != Entry::Case::scenario) return unexpected(ScenarioLibraryError::of(ScenarioLibraryError::Case::notFound));
-      auto renamed = entry.scenario;
-      renamed.name = *argument;
-      auto done = library.update(renamed);
-      if (!done) return unexpected(done.error());
-      return "Renamed to \"" + done->name + "\"";
-    });
+    return changeLibrary(
+        context, *nameOrID, "rename",
+        [argument](ScenarioLibrary& library, const Entry& entry) -> expected<std::string, ScenarioLibraryError> {
+          if (entry.kind != Entry::Case::scenario)
+            return unexpected(ScenarioLibraryError::of(ScenarioLibraryError::Case::notFound));
+          auto renamed = entry.scenario;
+          renamed.name = *argument;
+          auto done = library.update(renamed);
+          if (!done) return unexpected(done.error());
+          return "Renamed to \"" + done->name + "\"";
+        });
   });
 
   auto position = std::make_shared<std::size_t>(1);
@@ -489,17 +515,18 @@ void registerScenarioCommands(CLI::App& app, CommandRegistry& registry) {
   move->add_option("POSITION", *position)->required()->check(CLI::PositiveNumber);
   move->footer("--json: {action, id, result}.");
   registry.on(move, [nameOrID, position](CommandContext& context) {
-    return changeLibrary(context, *nameOrID, "move", [position](ScenarioLibrary& library, const Entry& entry)
-                                                         -> expected<std::string, ScenarioLibraryError> {
-      std::vector<std::string> ids;
-      for (const auto& each : library.entries) {
-        if (each.id() != entry.id()) ids.push_back(each.id());
-      }
-      const auto at = std::min(*position - 1, ids.size());
-      ids.insert(ids.begin() + static_cast<std::ptrdiff_t>(at), entry.id());
-      if (auto done = library.reorder(ids); !done) return unexpected(done.error());
-      return "Moved to position " + std::to_string(at + 1);
-    });
+    return changeLibrary(
+        context, *nameOrID, "move",
+        [position](ScenarioLibrary& library, const Entry& entry) -> expected<std::string, ScenarioLibraryError> {
+          std::vector<std::string> ids;
+          for (const auto& each : library.entries) {
+            if (each.id() != entry.id()) ids.push_back(each.id());
+          }
+          const auto at = std::min(*position - 1, ids.size());
+          ids.insert(ids.begin() + static_cast<std::ptrdiff_t>(at), entry.id());
+          if (auto done = library.reorder(ids); !done) return unexpected(done.error());
+          return "Moved to position " + std::to_string(at + 1);
+        });
   });
 
   auto* check = scenario->add_subcommand("check", "Preflight: the confirmation text, or the issues that block a run");
@@ -515,7 +542,8 @@ void registerScenarioCommands(CLI::App& app, CommandRegistry& registry) {
   auto* run = scenario->add_subcommand("run", "Preflight, confirm and run a scenario step by step");
   run->add_option("NAME-OR-ID", runOptions->nameOrID)->required();
   run->add_option("--app", runOptions->app, "The app for app steps")->option_text("BUNDLE-ID");
-  run->add_option("--junit", runOptions->junit, "Also write the step results as a JUnit XML report")->option_text("FILE");
+  run->add_option("--junit", runOptions->junit, "Also write the step results as a JUnit XML report")
+      ->option_text("FILE");
   run->footer(
       "Asks for confirmation (--yes to skip; refused without a terminal). Steps run in order; a failure stops\n"
       "the rest. Exit 0 only when every step succeeded; Ctrl-C cancels before the next step (exit 130).\n"

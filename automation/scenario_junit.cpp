@@ -32,14 +32,30 @@ std::string xmlEscaped(std::string_view text) {
     }
     const char32_t c = sequence.codePoint;
     switch (c) {
-      case '&': escaped += "&amp;"; break;
-      case '<': escaped += "&lt;"; break;
-      case '>': escaped += "&gt;"; break;
-      case '"': escaped += "&quot;"; break;
-      case '\'': escaped += "&apos;"; break;
-      case '\t': escaped += "&#9;"; break;
-      case '\n': escaped += "&#10;"; break;
-      case '\r': escaped += "&#13;"; break;
+      case '&':
+        escaped += "&amp;";
+        break;
+      case '<':
+        escaped += "&lt;";
+        break;
+      case '>':
+        escaped += "&gt;";
+        break;
+      case '"':
+        escaped += "&quot;";
+        break;
+      case '\'':
+        escaped += "&apos;";
+        break;
+      case '\t':
+        escaped += "&#9;";
+        break;
+      case '\n':
+        escaped += "&#10;";
+        break;
+      case '\r':
+        escaped += "&#13;";
+        break;
       default:
         // What XML 1.0 does not allow in a document: other C0 controls, DEL, U+FFFE and U+FFFF.
         if (c < 0x20 || c == 0x7F || c == 0xFFFE || c == 0xFFFF) {
@@ -88,17 +104,27 @@ std::string scenarioJUnitReport(const ScenarioResult& result) {
            suite + "\" time=\"" + seconds(step.duration.value_or(0)) + "\"";
     const std::string message = xmlEscaped(step.outcome.message());
     switch (step.outcome.kind) {
-      case Case::succeeded: xml += ">\n      <system-out>" + message + "</system-out>\n    </testcase>\n"; break;
+      case Case::succeeded:
+        xml += ">\n      <system-out>" + message + "</system-out>\n    </testcase>\n";
+        break;
       case Case::failed:
-        xml += ">\n      <failure type=\"failed\" message=\"" + message + "\">" + message + "</failure>\n    </testcase>\n";
+        xml += ">\n      <failure type=\"failed\" message=\"" + message + "\">" + message +
+               "</failure>\n    </testcase>\n";
         break;
       case Case::partial:
-        xml += ">\n      <failure type=\"partial\" message=\"" + message + "\">" + message + "</failure>\n    </testcase>\n";
+        xml += ">\n      <failure type=\"partial\" message=\"" + message + "\">" + message +
+               "</failure>\n    </testcase>\n";
         break;
-      case Case::notRun: xml += ">\n      <skipped message=\"Not run.\"/>\n    </testcase>\n"; break;
-      case Case::cancelled: xml += ">\n      <skipped message=\"Cancelled.\"/>\n    </testcase>\n"; break;
+      case Case::notRun:
+        xml += ">\n      <skipped message=\"Not run.\"/>\n    </testcase>\n";
+        break;
+      case Case::cancelled:
+        xml += ">\n      <skipped message=\"Cancelled.\"/>\n    </testcase>\n";
+        break;
       case Case::pending:
-      case Case::running: xml += ">\n      <skipped message=\"Did not finish.\"/>\n    </testcase>\n"; break;
+      case Case::running:
+        xml += ">\n      <skipped message=\"Did not finish.\"/>\n    </testcase>\n";
+        break;
     }
   }
   xml += "  </testsuite>\n</testsuites>\n";

@@ -119,8 +119,8 @@ SimulatorLogStreamService::SimulatorLogStreamService(MainLoop& loop, MakeProcess
     : state_(std::make_shared<State>(loop, std::move(makeProcess), std::move(xcrun), flushInterval)) {
   state_->owner = this;
   // A full buffer asks the main thread for an early flush rather than waiting for the timer.
-  state_->pending = std::make_shared<PendingLogBuffer>(
-      pendingByteLimit, [weak = std::weak_ptr<State>(state_), loop = &loop] {
+  state_->pending =
+      std::make_shared<PendingLogBuffer>(pendingByteLimit, [weak = std::weak_ptr<State>(state_), loop = &loop] {
         loop->post([weak] {
           if (auto alive = weak.lock()) alive->flush();
         });
@@ -163,10 +163,10 @@ expected<void, ConsoleError> SimulatorLogStreamService::start(const std::string&
     return unexpected(ConsoleError::processLaunchFailed(launched.error()));
   }
   state.process = std::move(process);
-  state.flushTimer = state.loop.addRepeatingTimer(MainLoop::Seconds(state.flushInterval),
-                                                  [weak = std::weak_ptr<State>(state_)] {
-                                                    if (auto alive = weak.lock()) alive->flush();
-                                                  });
+  state.flushTimer =
+      state.loop.addRepeatingTimer(MainLoop::Seconds(state.flushInterval), [weak = std::weak_ptr<State>(state_)] {
+        if (auto alive = weak.lock()) alive->flush();
+      });
   return {};
 }
 
@@ -180,8 +180,12 @@ void SimulatorLogStreamService::stop() {
   state.flush();
 }
 
-bool SimulatorLogStreamService::isRunning() const { return state_->process != nullptr; }
+bool SimulatorLogStreamService::isRunning() const {
+  return state_->process != nullptr;
+}
 
-std::int64_t SimulatorLogStreamService::generation() const { return state_->generation; }
+std::int64_t SimulatorLogStreamService::generation() const {
+  return state_->generation;
+}
 
 }  // namespace orvanta

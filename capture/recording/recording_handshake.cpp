@@ -24,7 +24,7 @@ std::string decodeUtf8Lossy(std::string_view bytes, std::string* incomplete) {
 }
 
 std::optional<RecordingHandshakeScanner::Event> RecordingHandshakeScanner::feed(OutputStream stream,
-                                                                               std::string_view bytes) {
+                                                                                std::string_view bytes) {
   StreamState& state = stream == OutputStream::standardOutput ? out_ : err_;
   std::string pending = std::move(state.incomplete);
   pending += bytes;

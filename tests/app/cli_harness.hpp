@@ -6,12 +6,12 @@
 #include <atomic>
 #include <chrono>
 #include <cstdlib>
-#include <thread>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <map>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -87,11 +87,15 @@ class CliTest : public ::testing::Test {
     return -1;
 #endif
   }
-  const std::filesystem::path& root() const { return root_; }
+  const std::filesystem::path& root() const {
+    return root_;
+  }
 
-  // Runs orvanta, sends `signal` once the chosen stream contains `cue`, and returns how it ended.
+  // Runs orvanta, sends `signal` once the chosen stream contains `cue` (and `after` has passed), and
+  // returns how it ended.
   CliResult orvantaInterrupted(std::vector<std::string> arguments, const std::string& cue, int signal,
-                               OutputStream watched = OutputStream::standardError) {
+                               OutputStream watched = OutputStream::standardError,
+                               std::chrono::milliseconds after = std::chrono::milliseconds(0)) {
     ProcessExecution execution(ORVANTA_BINARY, std::move(arguments), std::nullopt, environment_, 60.0);
     std::atomic<bool> sent{false};
     std::string seen;
@@ -100,6 +104,7 @@ class CliTest : public ::testing::Test {
       seen += bytes;
       if (!sent && seen.find(cue) != std::string::npos) {
         sent = true;
+        std::this_thread::sleep_for(after);
         execution.sendSignal(signal);
       }
     };

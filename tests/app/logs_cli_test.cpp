@@ -49,7 +49,8 @@ TEST_F(LogsCliTest, RefusesBadInputWithOneSentence) {
 }
 
 TEST_F(LogsCliTest, CtrlCStopsCleanly) {
-  auto result = orvantaInterrupted({"--device", kIPhone15Old, "logs"}, "FieldNotes", SIGINT, OutputStream::standardOutput);
+  auto result =
+      orvantaInterrupted({"--device", kIPhone15Old, "logs"}, "FieldNotes", SIGINT, OutputStream::standardOutput);
   EXPECT_EQ(result.status, 0) << result.err;
   EXPECT_EQ(emulatorProcessesAlive(), 0);
 }

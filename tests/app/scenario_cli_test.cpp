@@ -84,22 +84,26 @@ const char* const kTitles[] = {"1. Set Appearance: Dark",
                                "8. Grant Privacy: Photos",
                                "9. Launch App",
                                "10. Terminate App",
-                               "11. Reset App Data",
+                               "11. Reset App Data (also reset permissions)",
                                "12. Open Deep Link",
                                "13. Send Push Notification"};
 
 TEST_F(ScenarioCliTest, EveryStepKindIsImportedCheckedRunAndReported) {
-  import(Json::array({{{"name", "Every kind"}, {"steps", everyStepKind(playedRouteID())}}}));
+  import(Json::array({{ {"name", "Every kind"}, { "steps", everyStepKind(playedRouteID()) } }}));
 
   auto check = orvanta({"scenario", "check", "Every kind", "--app", "com.example.cafe"});
   ASSERT_EQ(check.status, 0) << check.err;
-  EXPECT_TRUE(check.out.starts_with("Run Scenario: Every kind\nCaf\xC3\xA9 \"Bar\" (com.example.cafe) on iPhone 16\n\n"
-                                    "Steps:\n"))
+  EXPECT_TRUE(
+      check.out.starts_with("Run Scenario: Every kind\nCaf\xC3\xA9 \"Bar\" (com.example.cafe) on iPhone 16\n\n"
+                            "Steps:\n"))
       << check.out;
   for (const char* title : kTitles) EXPECT_TRUE(contains(check.out, std::string(title) + "\n")) << title;
-  EXPECT_TRUE(contains(check.out, "11. Reset App Data \xE2\x80\x94 irreversible once the app is removed. No rollback.\n"));
-  EXPECT_TRUE(check.out.ends_with("This is not a transaction: steps run in order, and a failure stops the ones after "
-                                  "it. Nothing already applied is rolled back.\n"));
+  EXPECT_TRUE(contains(
+      check.out,
+      "11. Reset App Data (also reset permissions) \xE2\x80\x94 irreversible once the app is removed. No rollback.\n"));
+  EXPECT_TRUE(
+      check.out.ends_with("This is not a transaction: steps run in order, and a failure stops the ones after "
+                          "it. Nothing already applied is rolled back.\n"));
 
   // Without --yes a run needs a terminal to ask on; nothing runs.
   auto unconfirmed = orvanta({"scenario", "run", "Every kind", "--app", "com.example.cafe"});
@@ -108,11 +112,13 @@ TEST_F(ScenarioCliTest, EveryStepKindIsImportedCheckedRunAndReported) {
   EXPECT_EQ(emulatorAnswer({"ui", kIPhone16, "appearance"}), "light\n");
 
   const auto report = root() / "report.xml";
-  auto run = orvanta({"--yes", "scenario", "run", "Every kind", "--app", "com.example.cafe", "--junit", report.string()});
+  auto run =
+      orvanta({"--yes", "scenario", "run", "Every kind", "--app", "com.example.cafe", "--junit", report.string()});
   ASSERT_EQ(run.status, 0) << run.out << run.err;
   for (const char* title : kTitles) EXPECT_TRUE(contains(run.out, std::string(title) + " ...\n")) << title;
-  EXPECT_TRUE(contains(run.out, ": Started \xE2\x80\x9CLoop\xE2\x80\x9D (2 points, 12.5 m/s). Continues running in the "
-                                "simulator.\n"));
+  EXPECT_TRUE(contains(run.out,
+                       ": Started \xE2\x80\x9CLoop\xE2\x80\x9D (2 points, 12.5 m/s). Continues running in the "
+                       "simulator.\n"));
   EXPECT_TRUE(contains(run.out, ": Granted Photos.\n")) << run.out;
   EXPECT_TRUE(run.out.ends_with("13 succeeded.\n")) << run.out;
   EXPECT_EQ(emulatorAnswer({"ui", kIPhone16, "appearance"}), "dark\n");
@@ -130,11 +136,35 @@ TEST_F(ScenarioCliTest, EveryStepKindIsImportedCheckedRunAndReported) {
 }
 
 TEST_F(ScenarioCliTest, AFailedStepStopsTheRestAndTheReportSaysWhere) {
-  import(Json::array({{{"name", "Links"}, {"steps", Json::array({
-      {{"kind", {{"setAppearance", {{"_0", "dark"}}}}}},
-      {{"kind", {{"openDeepLink", {{"urlString", "cafe://orders"}}}}}},
-      {{"kind", {{"setAppearance", {{"_0", "light"}}}}}},
-  })}}}));
+  import(Json::array(
+      {{ {"name", "Links"},
+         { "steps",
+           Json::array({
+               {{ "kind",
+                  {
+                    { "setAppearance",
+                      {
+                        { "_0",
+                          "dark" }
+                      } }
+                  } }},
+               {{ "kind",
+                  {
+                    { "openDeepLink",
+                      {
+                        { "urlString",
+                          "cafe://orders" }
+                      } }
+                  } }},
+               {{ "kind",
+                  {
+                    { "setAppearance",
+                      {
+                        { "_0",
+                          "light" }
+                      } }
+                  } }},
+           }) } }}));
   setEnvironment("ORVANTA_EMULATOR_FAULTS",
                  R"({"openurl": {"exit": 1, "stderr": "Simulator device failed to open cafe://orders.\n"}})");
   const auto report = root() / "report.xml";
@@ -152,28 +182,72 @@ TEST_F(ScenarioCliTest, AFailedStepStopsTheRestAndTheReportSaysWhere) {
 }
 
 TEST_F(ScenarioCliTest, CtrlCCancelsBeforeTheNextStep) {
-  import(Json::array({{{"name", "Slow"}, {"steps", Json::array({
-      {{"kind", {{"setAppearance", {{"_0", "dark"}}}}}},
-      {{"kind", {{"setLocation", {{"_0", {{"latitude", 1.5}, {"longitude", 2.5}}}}}}}},
-  })}}}));
+  import(Json::array(
+      {{ {"name", "Slow"},
+         { "steps",
+           Json::array({
+               {{ "kind",
+                  {
+                    { "setAppearance",
+                      {
+                        { "_0",
+                          "dark" }
+                      } }
+                  } }},
+               {{ "kind",
+                  {
+                    { "setLocation",
+                      {
+                        { "_0",
+                          { {"latitude", 1.5},
+                            { "longitude",
+                              2.5 } } }
+                      } }
+                  } }},
+           }) } }}));
   setEnvironment("ORVANTA_EMULATOR_FAULTS", R"({"ui": {"delaySeconds": 1}})");
+  // The signal comes while the step's simctl call runs (not as it is spawned, when a terminal's Ctrl-C
+  // would reach the child too): the step ends as it would have, the next one is cancelled.
   auto run = orvantaInterrupted({"--yes", "scenario", "run", "Slow"}, "1. Set Appearance: Dark ...", SIGINT,
-                                OutputStream::standardOutput);
+                                OutputStream::standardOutput, std::chrono::milliseconds(300));
   EXPECT_EQ(run.status, 130) << run.out << run.err;
-  EXPECT_TRUE(contains(run.out, "2. Set Location: 1.5, 2.5: cancelled\n")) << run.out;
+  EXPECT_TRUE(contains(run.out, "   succeeded (")) << run.out;
+  EXPECT_TRUE(contains(run.out, "2. Set Location: 1.5, 2.5: cancelled\n1 succeeded, 1 cancelled.\n")) << run.out;
   EXPECT_EQ(emulatorProcessesAlive(), 0);
 }
 
 TEST_F(ScenarioCliTest, CheckListsEveryBlockingIssueInStepOrder) {
   // No steps is said alone, before the simulator is even looked at.
   ASSERT_EQ(orvanta({"target", "clear"}).status, 0);
-  import(Json::array({{{"name", "Empty"}, {"steps", Json::array()}},
-                      {{"name", "Broken"}, {"steps", Json::array({
-                           {{"kind", {{"privacyAction", {{"actionName", "grant"}, {"serviceName", "telepathy"}}}}}},
-                           {{"kind", {{"runLocationRoute", {{"routeID", "6B1A3C4D-0000-4000-8000-000000000001"},
-                                                            {"speedMetersPerSecond", 5}}}}}},
-                           {{"kind", {{"sendPush", {{"payload", "[1]"}}}}}},
-                       })}}}));
+  import(Json::array({{{"name", "Empty"},
+                       { "steps",
+                         Json::array() }},
+                      { {"name", "Broken"},
+                        { "steps",
+                          Json::array({
+                              {{ "kind",
+                                 {
+                                   { "privacyAction",
+                                     { {"actionName", "grant"},
+                                       { "serviceName",
+                                         "telepathy" } } }
+                                 } }},
+                              {{ "kind",
+                                 {
+                                   { "runLocationRoute",
+                                     { {"routeID", "6B1A3C4D-0000-4000-8000-000000000001"},
+                                       { "speedMetersPerSecond",
+                                         5 } } }
+                                 } }},
+                              {{ "kind",
+                                 {
+                                   { "sendPush",
+                                     {
+                                       { "payload",
+                                         "[1]" }
+                                     } }
+                                 } }},
+                          }) } }}));
   auto empty = orvanta({"scenario", "check", "Empty"});
   EXPECT_EQ(empty.status, 1);
   EXPECT_EQ(empty.err, "\"Empty\" can't run:\n  - This scenario has no steps.\norvanta: This scenario has no steps.\n");
@@ -194,8 +268,19 @@ TEST_F(ScenarioCliTest, CheckListsEveryBlockingIssueInStepOrder) {
 
 TEST_F(ScenarioCliTest, TheLibraryIsKeptThroughImportRenameMoveDuplicateAndDelete) {
   const std::string kFutureID = "0C2B1E7A-5D4F-4E8B-9A61-3F2E1D0C9B8A";
-  import(Json::array({{{"name", "One"}, {"steps", Json::array({{{"kind", {{"clearLocation", Json::object()}}}}})}},
-                      {{"schemaVersion", 7}, {"id", kFutureID}, {"future", true}}}));
+  import(Json::array({{{"name", "One"},
+                       { "steps",
+                         Json::array({{
+                           { "kind",
+                             {
+                               { "clearLocation",
+                                 Json::object() }
+                             } }
+                         }}) }},
+                      { {"schemaVersion", 7},
+                        {"id", kFutureID},
+                        { "future",
+                          true } }}));
   ASSERT_EQ(orvanta({"scenario", "duplicate", "One"}).status, 0);
   ASSERT_EQ(orvanta({"scenario", "rename", "One Copy", "Two"}).status, 0);
   ASSERT_EQ(orvanta({"scenario", "move", "Two", "1"}).status, 0);

@@ -27,8 +27,8 @@ TEST(ScenarioJUnitTest, OneWellFormedTestCasePerStepWithFailuresAndSkipsInPlace)
   };
   auto parsed = parseJUnit(scenarioJUnitReport(run));
   ASSERT_TRUE(parsed.wellFormed) << scenarioJUnitReport(run);
-  EXPECT_EQ(parsed.order, (std::vector<std::string>{"1. Set Appearance: Dark", "2. Reset App Data",
-                                                    "3. Open Deep Link", "4. Launch App", "5. Terminate App"}));
+  EXPECT_EQ(parsed.order, (std::vector<std::string>{"1. Set Appearance: Dark", "2. Reset App Data", "3. Open Deep Link",
+                                                    "4. Launch App", "5. Terminate App"}));
   EXPECT_EQ(parsed.children["1. Set Appearance: Dark"], std::vector<std::string>{"system-out"});
   EXPECT_EQ(parsed.children["2. Reset App Data"], std::vector<std::string>{"failure"});
   EXPECT_EQ(parsed.children["3. Open Deep Link"], std::vector<std::string>{"failure"});

@@ -87,7 +87,7 @@ TEST_F(LogStreamServiceTest, StartsWithTheExactCommandAndRefusesASecondStart) {
   auto service = makeService();
   ASSERT_TRUE(service->start("3BC9A608-0042-414F-B35C-7ADB869BC572").has_value());
   EXPECT_EQ(logs_[0]->arguments, (std::vector<std::string>{"simctl", "spawn", "3BC9A608-0042-414F-B35C-7ADB869BC572",
-                                                            "log", "stream", "--style", "ndjson", "--level", "debug"}));
+                                                           "log", "stream", "--style", "ndjson", "--level", "debug"}));
   EXPECT_EQ(service->start("other").error().kind, ConsoleError::Case::streamAlreadyRunning);
   EXPECT_EQ(logs_.size(), 1u);
   EXPECT_TRUE(service->isRunning());
@@ -111,7 +111,8 @@ TEST_F(LogStreamServiceTest, StartsWithTheExactCommandAndRefusesASecondStart) {
 TEST_F(LogStreamServiceTest, DeliversParsedLinesInBatchesOnTheMainThread) {
   auto service = makeService();
   ASSERT_TRUE(service->start("UDID").has_value());
-  streams_[0]->send({"getpwuid_r did not find a match for uid 501", "", R"({"eventMessage":"one","messageType":"Error"})"});
+  streams_[0]->send(
+      {"getpwuid_r did not find a match for uid 501", "", R"({"eventMessage":"one","messageType":"Error"})"});
   settle();
   streams_[0]->send({R"({"eventMessage":"two"})"});
   settle();

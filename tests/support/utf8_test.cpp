@@ -45,7 +45,9 @@ TEST(Utf8Test, LossyRepairReplacesEachMaximalSubpartOnce) {
     return out;
   };
   EXPECT_EQ(repaired("caf\xC3\xA9"), "<caf\xC3\xA9");
-  EXPECT_EQ(repaired("a\xE2\x82" "b"), "<a" + r + "b");
+  EXPECT_EQ(repaired("a\xE2\x82"
+                     "b"),
+            "<a" + r + "b");
   EXPECT_EQ(repaired("\xED\xA0\x80"), "<" + r + r + r);
   EXPECT_EQ(repaired("\xF0\x9F\x98"), "<" + r);
   EXPECT_TRUE(isValidUtf8("\xF0\x9F\x98\x80"));

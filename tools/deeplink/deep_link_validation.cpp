@@ -73,9 +73,12 @@ std::optional<std::string> parsedScheme(std::string_view text) {
 
 std::string_view DeepLinkKind::caseName() const {
   switch (kind) {
-    case Case::custom: return "custom";
-    case Case::http: return "http";
-    case Case::https: return "https";
+    case Case::custom:
+      return "custom";
+    case Case::http:
+      return "http";
+    case Case::https:
+      return "https";
   }
   return {};
 }
