@@ -32,8 +32,10 @@ struct LogsOptions {
   std::optional<double> duration;
 };
 
-// Entries waiting for the next delivery are bounded by this many bytes; beyond it the log stream waits.
-constexpr std::size_t kPendingByteLimit = 16u << 20;
+// Entries waiting for the next delivery are bounded by this many bytes; beyond it the log stream waits
+// until the main thread has taken them (a full buffer asks for that at once, not at the next tick). Up to
+// three such loads are alive at a time (filling, being filtered, being printed), so this sets the peak.
+constexpr std::size_t kPendingByteLimit = 4u << 20;
 
 CommandFailure failureOf(const ConsoleError& error) {
   std::vector<std::string> hints;
