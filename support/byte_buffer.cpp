@@ -18,23 +18,38 @@ namespace {
 constexpr std::size_t kMappedThreshold = std::size_t{1} << 20;
 
 #if ORVANTA_HAVE_MREMAP
-// Makes the new part of a mapping ready before it is written. A page fault costs microseconds (far more
-// under virtualisation), and a growing capture would otherwise take one per 4 KiB page: populating the
-// range in one call costs a fraction of that. (Asking for huge pages as well was faster on average but
-// erratic, since it depends on the kernel finding free 2 MiB runs, so it is not done.) Only a hint: a
-// kernel without it (EINVAL) leaves the pages to be faulted in as before.
-void prepareMapping([[maybe_unused]] char* begin, [[maybe_unused]] std::size_t length) {
+// The pages of a mapping are made ready in chunks of this size, each just before the first write into it.
+// A page fault costs microseconds (far more under virtualisation) and a growing capture would otherwise
+// take one per 4 KiB page; populating a chunk in one call costs a fraction of that. Populating whole new
+// halves of the mapping instead wasted up to half of it: the last doubling is mostly never written.
+// (Huge pages were faster on average but erratic, since they depend on the kernel finding free 2 MiB
+// runs, so they are not asked for.)
+constexpr std::size_t kPopulateChunk = std::size_t{2} << 20;
+
+constexpr std::size_t alignDown(std::size_t value) {
+  return value & ~(kPopulateChunk - 1);
+}
+
+// Populates [begin, end) of the mapping at `data`, clipped to `capacity`. Only a hint: a kernel without
+// MADV_POPULATE_WRITE (EINVAL) leaves the pages to be faulted in as before.
+void populate([[maybe_unused]] char* data, std::size_t begin, std::size_t end, std::size_t capacity) {
+  end = std::min(end, capacity);
+  if (begin >= end) return;
 #ifdef MADV_POPULATE_WRITE
-  (void)::madvise(begin, length, MADV_POPULATE_WRITE);
+  (void)::madvise(data + begin, end - begin, MADV_POPULATE_WRITE);
 #endif
 }
 #endif
 
 }  // namespace
 
-ByteBuffer::ByteBuffer(std::string_view bytes) { append(bytes); }
+ByteBuffer::ByteBuffer(std::string_view bytes) {
+  append(bytes);
+}
 
-ByteBuffer::ByteBuffer(const ByteBuffer& other) { append(other.view()); }
+ByteBuffer::ByteBuffer(const ByteBuffer& other) {
+  append(other.view());
+}
 
 ByteBuffer::ByteBuffer(ByteBuffer&& other) noexcept
     : data_(std::exchange(other.data_, nullptr)),
@@ -61,7 +76,9 @@ ByteBuffer& ByteBuffer::operator=(ByteBuffer&& other) noexcept {
   return *this;
 }
 
-ByteBuffer::~ByteBuffer() { release(); }
+ByteBuffer::~ByteBuffer() {
+  release();
+}
 
 void ByteBuffer::release() noexcept {
   if (data_ == nullptr) return;
@@ -90,8 +107,9 @@ void ByteBuffer::grow(std::size_t minimumCapacity) {
     }
     if (memory == MAP_FAILED) throw std::bad_alloc();
     data_ = static_cast<char*>(memory);
-    const std::size_t prepared = mapped_ ? capacity_ : 0;
-    prepareMapping(data_ + prepared, capacity - prepared);
+    // A fresh mapping gets the chunk where writing goes on; a remapped one keeps its ready pages, and
+    // spareCapacity() readies each further chunk as writing reaches it.
+    if (!mapped_) populate(data_, alignDown(size_), alignDown(size_) + kPopulateChunk, capacity);
     capacity_ = capacity;
     mapped_ = true;
     return;
@@ -112,9 +130,20 @@ void ByteBuffer::append(std::string_view bytes) {
 
 std::span<char> ByteBuffer::spareCapacity(std::size_t minimum, std::size_t maximum) {
   if (capacity_ - size_ < minimum) grow(size_ + minimum);
-  return {data_ + size_, std::min(capacity_ - size_, maximum)};
+  const std::size_t length = std::min(capacity_ - size_, maximum);
+#if ORVANTA_HAVE_MREMAP
+  // Ready the chunks that writing into the span enters: those after the one holding size_, or that one
+  // too when size_ is at its start. While the buffer fills, each chunk is entered by one span only.
+  if (mapped_ && length > 0) {
+    const std::size_t first = size_ % kPopulateChunk == 0 ? size_ : alignDown(size_) + kPopulateChunk;
+    populate(data_, first, alignDown(size_ + length - 1) + kPopulateChunk, capacity_);
+  }
+#endif
+  return {data_ + size_, length};
 }
 
-std::ostream& operator<<(std::ostream& stream, const ByteBuffer& buffer) { return stream << buffer.view(); }
+std::ostream& operator<<(std::ostream& stream, const ByteBuffer& buffer) {
+  return stream << buffer.view();
+}
 
 }  // namespace orvanta
