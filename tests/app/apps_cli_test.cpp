@@ -11,13 +11,13 @@
 namespace orvanta {
 namespace {
 
+using testing::contains;
+
 using testing::CliTest;
 using testing::kIPadPro;
 using testing::kIPhone16;
 
 namespace fs = std::filesystem;
-
-bool contains(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
 
 const std::string kCafe = "Caf\xc3\xa9 \"Bar\"";
 
@@ -62,7 +62,7 @@ TEST_F(AppsCliTest, ListsTheTargetsAppsSortedAndFiltered) {
   auto text = orvanta({"apps"});
   ASSERT_EQ(text.status, 0) << text.err;
   EXPECT_TRUE(text.out.starts_with("NAME")) << text.out;
-  EXPECT_FALSE(contains(text.out, "SpringBoard"));  // hidden
+  EXPECT_FALSE(contains(text.out, "SpringBoard"));                // hidden
   EXPECT_LT(text.out.find(kCafe), text.out.find("Field Notes"));  // no display name: its bundle name
   EXPECT_LT(text.out.find("Field Notes"), text.out.find("Safari"));
 
@@ -189,8 +189,10 @@ TEST_F(AppsCliTest, TheEmulatorListsAppsAsSimctlPrintsThem) {
   auto listed = simctl({"listapps", kIPhone16});
   ASSERT_EQ(listed.status, 0) << listed.err;
   EXPECT_TRUE(contains(listed.out, "        CFBundleDisplayName = \"Caf\\U00e9 \\\"Bar\\\"\";\n"));
-  EXPECT_TRUE(contains(listed.out, "        GroupContainers =         {\n            \"group.com.apple.bridge\" = \"file://"));
-  EXPECT_TRUE(contains(listed.out, "        SBAppTags =         (\n            \"watch-companion\"\n        );\n    };\n"));
+  EXPECT_TRUE(
+      contains(listed.out, "        GroupContainers =         {\n            \"group.com.apple.bridge\" = \"file://"));
+  EXPECT_TRUE(
+      contains(listed.out, "        SBAppTags =         (\n            \"watch-companion\"\n        );\n    };\n"));
   EXPECT_TRUE(contains(listed.out, "        CFBundleVersion = 42;\n"));
 }
 

@@ -69,11 +69,13 @@ TEST_F(CaptureCliTest, ScreenshotIsSavedWithItsSizeAndNeverReplacesAFile) {
 TEST_F(CaptureCliTest, StatusBarPresetIsClearedEvenWhenTheCaptureFails) {
   auto clean = orvanta({"screenshot", "--status-bar", "clean-screenshot", "--out", (root() / "out").string()});
   ASSERT_EQ(clean.status, 0) << clean.err;
-  EXPECT_TRUE(clean.err.find("Applied the \"Clean Screenshot\" status bar (confirmed).") != std::string::npos) << clean.err;
+  EXPECT_TRUE(clean.err.find("Applied the \"Clean Screenshot\" status bar (confirmed).") != std::string::npos)
+      << clean.err;
   EXPECT_TRUE(clean.err.find("Cleared the status bar overrides.") != std::string::npos) << clean.err;
   EXPECT_EQ(testing::entries(root() / "out").size(), 1u);
 
-  setEnvironment("ORVANTA_EMULATOR_FAULTS", R"({"io": {"exit": 60, "stderr": "Timeout waiting for screen surfaces\n"}})");
+  setEnvironment("ORVANTA_EMULATOR_FAULTS",
+                 R"({"io": {"exit": 60, "stderr": "Timeout waiting for screen surfaces\n"}})");
   auto failed = orvanta({"--json", "screenshot", "--status-bar", "low-battery"});
   EXPECT_EQ(failed.status, 1);
   EXPECT_EQ(failed.json()["error"]["kind"], "simctlFailed");
@@ -121,8 +123,8 @@ TEST_F(CaptureCliTest, RecordingForADurationSavesAMovieOfTheScreen) {
 TEST_F(CaptureCliTest, CtrlCAndTermWhileRecordingSaveTheMovie) {
   for (int signal : {SIGINT, SIGTERM, SIGHUP}) {
     SCOPED_TRACE(signal);
-    auto result = orvantaInterrupted({"record", "--out", (root() / "movies").string()},
-                                     "Press Ctrl-C to stop.", signal);
+    auto result =
+        orvantaInterrupted({"record", "--out", (root() / "movies").string()}, "Press Ctrl-C to stop.", signal);
     EXPECT_EQ(result.status, 0) << result.err;
     const std::filesystem::path saved = result.out.substr(0, result.out.size() - 1);
     EXPECT_EQ(saved.parent_path(), root() / "movies");
@@ -147,11 +149,12 @@ TEST_F(CaptureCliTest, RecorderFaults) {
     const char* kind;
     const char* message;
   };
-  for (const Row& row : {Row{R"({"behaviour": "busy"})", "simulatorRecordingResourceBusy",
-                             "The simulator is already recording (possibly outside Orvanta). Wait for it to finish, "
-                             "or use a different simulator."},
-                         Row{R"({"behaviour": "exitEarly"})", "unexpectedProcessExit", "The recording stopped unexpectedly."},
-                         Row{R"({"behaviour": "noFile"})", "missingMovie", "The recording wasn't created."}}) {
+  for (const Row& row :
+       {Row{R"({"behaviour": "busy"})", "simulatorRecordingResourceBusy",
+            "The simulator is already recording (possibly outside Orvanta). Wait for it to finish, "
+            "or use a different simulator."},
+        Row{R"({"behaviour": "exitEarly"})", "unexpectedProcessExit", "The recording stopped unexpectedly."},
+        Row{R"({"behaviour": "noFile"})", "missingMovie", "The recording wasn't created."}}) {
     SCOPED_TRACE(row.rule);
     setRecorderFault(row.rule);
     auto result = orvanta({"--json", "record", "--duration", "0.3"});

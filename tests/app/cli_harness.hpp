@@ -21,6 +21,10 @@
 
 namespace orvanta::testing {
 
+inline bool contains(const std::string& text, const std::string& part) {
+  return text.find(part) != std::string::npos;
+}
+
 struct CliResult {
   int status = -1;
   std::string out;

@@ -6,11 +6,10 @@ namespace orvanta {
 namespace {
 
 using testing::CliTest;
+using testing::contains;
 using testing::kIPadPro;
 using testing::kIPhone15Old;
 using testing::kIPhone16;
-
-bool contains(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
 
 TEST_F(CliTest, HelpVersionAndUsageErrors) {
   auto version = orvanta({"--version"});
@@ -155,9 +154,7 @@ namespace {
 TEST_F(CliTest, AnUnreadableSettingsFileIsMovedAsideAndReported) {
   const auto config = root() / "config" / "orvanta";
   std::filesystem::create_directories(config);
-  {
-    std::ofstream(config / "settings.json") << "{ this is not json";
-  }
+  { std::ofstream(config / "settings.json") << "{ this is not json"; }
   auto set = orvanta({"target", "set", testing::kIPhone16});
   EXPECT_EQ(set.status, 0) << set.err;
   EXPECT_TRUE(set.err.find("could not be read") != std::string::npos) << set.err;

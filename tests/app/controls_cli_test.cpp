@@ -30,8 +30,9 @@ TEST_F(ControlsCliTest, AppearanceContrastAndTextSizeAreSetAndReadBack) {
   EXPECT_EQ(json["confirmed"], true);
   auto atTheTop = orvanta({"ui", "text-size", "increment"});
   EXPECT_EQ(atTheTop.status, 0);
-  EXPECT_EQ(atTheTop.out,
-            "The text size of iPhone 16 stays accessibility-extra-extra-extra-large: it is already at the largest size.\n");
+  EXPECT_EQ(
+      atTheTop.out,
+      "The text size of iPhone 16 stays accessibility-extra-extra-extra-large: it is already at the largest size.\n");
   auto down = orvanta({"--json", "ui", "text-size", "decrement"}).json();
   EXPECT_EQ(down["previous"], "accessibility-extra-extra-extra-large");
   EXPECT_EQ(down["value"], "accessibility-extra-extra-large");
@@ -44,7 +45,8 @@ TEST_F(ControlsCliTest, AChangeTheSimulatorDidNotTakeIsAFailure) {
   setEnvironment("ORVANTA_EMULATOR_FAULTS", R"({"ui": {"exit": 0, "stdout": "light\n"}})");
   auto ignored = orvanta({"ui", "appearance", "dark"});
   EXPECT_EQ(ignored.status, 1);
-  EXPECT_TRUE(ignored.err.starts_with("orvanta: Sent appearance dark, but the simulator reports light.\n")) << ignored.err;
+  EXPECT_TRUE(ignored.err.starts_with("orvanta: Sent appearance dark, but the simulator reports light.\n"))
+      << ignored.err;
   EXPECT_EQ(orvanta({"ui", "appearance", "dark", "--no-verify"}).status, 0);
 }
 
@@ -65,7 +67,8 @@ TEST_F(ControlsCliTest, StatusBarPresetsOverridesDraftsAndClearing) {
   EXPECT_EQ(empty.json()["error"]["kind"], "emptyStatusBarOverride");
   EXPECT_EQ(orvanta({"status-bar", "set", "--data-network", "6g"}).status, 2);
 
-  ASSERT_EQ(orvanta({"status-bar", "set", "--operator-name", "Orvanta", "--battery-level", "42", "--save-draft"}).status, 0);
+  ASSERT_EQ(
+      orvanta({"status-bar", "set", "--operator-name", "Orvanta", "--battery-level", "42", "--save-draft"}).status, 0);
   auto applied = orvanta({"--json", "status-bar", "set", "--from-draft", "--battery-level", "7"}).json();
   EXPECT_EQ(applied["override"]["operatorName"], "Orvanta");
   EXPECT_EQ(applied["override"]["batteryLevel"], 7);

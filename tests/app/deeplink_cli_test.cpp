@@ -6,6 +6,8 @@
 namespace orvanta {
 namespace {
 
+using testing::contains;
+
 using testing::CliResult;
 using testing::kIPadPro;
 using testing::kIPhone15Old;
@@ -13,8 +15,6 @@ using testing::kIPhone16;
 using Json = nlohmann::json;
 
 constexpr const char* kNoHandler = "No app on the simulator is registered to handle this URL.";
-
-bool contains(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
 
 class DeepLinkCliTest : public testing::CliTest {
  protected:
@@ -36,7 +36,6 @@ class DeepLinkCliTest : public testing::CliTest {
     const Json device = emulatorDevice(udid);
     return device.contains("emulator") ? device["emulator"].value("openedURLs", Json::array()) : Json::array();
   }
-
 };
 
 TEST_F(DeepLinkCliTest, OpenReachesTheAppThatDeclaresTheScheme) {
@@ -73,7 +72,8 @@ TEST_F(DeepLinkCliTest, FailuresKeepTheirSentences) {
   expectFailure(orvanta({"open", "cafe://x", "--device", kIPadPro}), "simulatorNotBooted",
                 "The selected simulator is no longer booted.");
   expectFailure(orvanta({"open", "myapp://in box", "--json"}), "malformedURL", "That doesn't look like a valid URL.");
-  expectFailure(orvanta({"open", "example.com"}), "missingScheme", "The URL needs a scheme, like myapp:// or https://.");
+  expectFailure(orvanta({"open", "example.com"}), "missingScheme",
+                "The URL needs a scheme, like myapp:// or https://.");
   expectFailure(orvanta({"open", " "}), "emptyURL", "Enter a URL first.");
 
   setEnvironment("ORVANTA_EMULATOR_FAULTS",

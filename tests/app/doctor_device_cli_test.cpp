@@ -17,8 +17,8 @@ TEST_F(DoctorDeviceCliTest, DoctorReportsEachCheckAndFailsWhenOneFails) {
     names.push_back(check["name"]);
     EXPECT_NE(check["status"], "failed") << check.dump();
   }
-  EXPECT_EQ(names, (std::vector<std::string>{"xcrun", "developer folder", "simctl", "device list",
-                                             "booted simulators", "settings folder", "application-support folder"}));
+  EXPECT_EQ(names, (std::vector<std::string>{"xcrun", "developer folder", "simctl", "device list", "booted simulators",
+                                             "settings folder", "application-support folder"}));
   EXPECT_EQ(document["checks"][2]["message"], "simctl of CoreSimulator 1010.10.");
 
   // Some Xcode versions printed empty JSON for the device list while the text listing worked.
@@ -77,15 +77,17 @@ TEST_F(DoctorDeviceCliTest, CompletionScriptsLoadAndComplete) {
     return output ? output->stdout.str() + output->stderr.str() : output.error().description();
   };
   // bash and zsh share the function; COMP_WORDS as the shell would set it.
-  const std::string bashQuery = R"(_q() { COMP_WORDS=("$@"); COMP_CWORD=$(( ${#COMP_WORDS[@]} - 1 )); COMPREPLY=(); _orvanta; printf '%s\n' "${COMPREPLY[@]}"; echo ---; }
+  const std::string bashQuery =
+      R"(_q() { COMP_WORDS=("$@"); COMP_CWORD=$(( ${#COMP_WORDS[@]} - 1 )); COMPREPLY=(); _orvanta; printf '%s\n' "${COMPREPLY[@]}"; echo ---; }
 _q orvanta ap; _q orvanta ui appearance ""; _q orvanta --device iPhone\ 1; _q orvanta apps --filter u)";
   const std::string expected = "apps\napp\n---\nlight\ndark\n---\niPhone\\ 15\niPhone\\ 16\n---\nuser\n---\n";
   EXPECT_EQ(runShell("bash", "source " + (root() / "completion.bash").string() + "\n" + bashQuery), expected);
   // zsh runs the same function through bashcompinit.
   EXPECT_EQ(runShell("zsh", "source " + (root() / "completion.zsh").string() + "\n" + bashQuery), expected);
-  EXPECT_EQ(runShell("fish", "source " + (root() / "completion.fish").string() +
-                                 "; complete -C 'orvanta ui text-size ex'; complete -C 'orvanta target set iPhone\\ 1'"),
-            "extra-extra-extra-large\nextra-extra-large\nextra-large\nextra-small\niPhone 15\niPhone 16\n");  // fish sorts
+  EXPECT_EQ(
+      runShell("fish", "source " + (root() / "completion.fish").string() +
+                           "; complete -C 'orvanta ui text-size ex'; complete -C 'orvanta target set iPhone\\ 1'"),
+      "extra-extra-extra-large\nextra-extra-large\nextra-large\nextra-small\niPhone 15\niPhone 16\n");  // fish sorts
 }
 
 }  // namespace

@@ -10,13 +10,13 @@
 namespace orvanta {
 namespace {
 
+using testing::contains;
+
 using testing::CliResult;
 using testing::kIPhone16;
 using Json = nlohmann::json;
 
 constexpr const char* kUnicode = "Zo\xC3\xAB \xF0\x9F\x91\xA9\xE2\x80\x8D\xF0\x9F\x92\xBB e\xCC\x81\xCC\xA3\nline two";
-
-bool contains(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
 
 class InputCliTest : public testing::CliTest {
  protected:
@@ -32,13 +32,14 @@ class InputCliTest : public testing::CliTest {
   void installHostClipboard() {
     const auto bin = root() / "bin";
     std::filesystem::create_directories(bin);
-    testing::writeBytes(bin / "xclip",
-                        "#!/bin/sh\n"
-                        "board=\"$ORVANTA_EMULATOR_HOME/host-pasteboard\"\n"
-                        "case \" $* \" in\n"
-                        "  *' -out '*) [ -f \"$board\" ] && exec cat \"$board\"; exit 1 ;;\n"
-                        "  *) mkdir -p \"$ORVANTA_EMULATOR_HOME\"; cat > \"$board.new\" && mv \"$board.new\" \"$board\" ;;\n"
-                        "esac\n");
+    testing::writeBytes(
+        bin / "xclip",
+        "#!/bin/sh\n"
+        "board=\"$ORVANTA_EMULATOR_HOME/host-pasteboard\"\n"
+        "case \" $* \" in\n"
+        "  *' -out '*) [ -f \"$board\" ] && exec cat \"$board\"; exit 1 ;;\n"
+        "  *) mkdir -p \"$ORVANTA_EMULATOR_HOME\"; cat > \"$board.new\" && mv \"$board.new\" \"$board\" ;;\n"
+        "esac\n");
     std::filesystem::permissions(bin / "xclip", std::filesystem::perms::owner_all);
     setEnvironment("PATH", bin.string() + ":" + std::string(std::getenv("PATH")));
     setEnvironment("DISPLAY", ":99");
@@ -62,11 +63,12 @@ TEST_F(InputCliTest, ProfilesAndFieldsAreKeptAndListed) {
   const std::string shopID = added.json()["id"];
   ASSERT_EQ(orvanta({"input", "profile", "add", "Admin"}).status, 0);
 
-  ASSERT_EQ(orvanta({"input", "field", "add", "--kind", "email", "--label", "Email", "--value", "a@example.com"}).status, 0);
+  ASSERT_EQ(
+      orvanta({"input", "field", "add", "--kind", "email", "--label", "Email", "--value", "a@example.com"}).status, 0);
   ASSERT_EQ(orvanta({"input", "field", "add", "--kind", "otp", "--label", "Code", "--no-value"}).status, 0);
   ASSERT_EQ(orvanta({"input", "profile", "select", "Admin"}).status, 0);
-  ASSERT_EQ(orvanta({"input", "field", "add", "--kind", "username", "--label", "User", "--value", "root",
-                     "--profile", shopID})
+  ASSERT_EQ(orvanta({"input", "field", "add", "--kind", "username", "--label", "User", "--value", "root", "--profile",
+                     shopID})
                 .status,
             0);
 
@@ -135,7 +137,8 @@ TEST_F(InputCliTest, PasteboardRoundTripsUtf8AsIs) {
 
 TEST_F(InputCliTest, PlainFieldCopiesWithoutTheSecretStoreButCannotBeClearedLater) {
   ASSERT_EQ(orvanta({"input", "profile", "add", "A"}).status, 0);
-  ASSERT_EQ(orvanta({"input", "field", "add", "--kind", "custom", "--label", "Greeting", "--value", kUnicode}).status, 0);
+  ASSERT_EQ(orvanta({"input", "field", "add", "--kind", "custom", "--label", "Greeting", "--value", kUnicode}).status,
+            0);
   auto copied = orvanta({"input", "copy", "Greeting", "--json"});
   ASSERT_EQ(copied.status, 0) << copied.err;
   EXPECT_EQ(copied.json()["fingerprintStored"], false);

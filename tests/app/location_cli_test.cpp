@@ -7,14 +7,12 @@
 namespace orvanta {
 namespace {
 
+using testing::contains;
+
 using testing::CliResult;
 using testing::kIPadPro;
 using testing::kIPhone16;
 using Json = nlohmann::json;
-
-bool contains(const std::string& text, const std::string& part) {
-  return text.find(part) != std::string::npos;
-}
 
 const char* const kRouteNote =
     "Orvanta can't observe progress or completion. After the last point the simulator holds that location until you "
@@ -61,7 +59,6 @@ class LocationCliTest : public testing::CliTest {
     testing::writeBytes(path, content);
     return path.string();
   }
-
 };
 
 TEST_F(LocationCliTest, SetClearAndHistory) {

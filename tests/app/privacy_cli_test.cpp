@@ -26,12 +26,12 @@ class PrivacyCliTest : public testing::CliTest {
     const Json document = Json::parse(testing::readBytes(root() / "emulator" / "devices.json").value());
     for (const auto& runtime : document["runtimes"]) {
       for (const auto& device : runtime["devices"]) {
-        if (device["udid"] == kIPhone16 && device.contains("emulator")) return device["emulator"].value("privacy", Json());
+        if (device["udid"] == kIPhone16 && device.contains("emulator"))
+          return device["emulator"].value("privacy", Json());
       }
     }
     return {};
   }
-
 };
 
 TEST_F(PrivacyCliTest, GrantRevokeAndResetReachTheSimulatorWithTheNote) {

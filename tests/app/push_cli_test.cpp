@@ -47,7 +47,6 @@ class PushCliTest : public testing::CliTest {
     }
     return count;
   }
-
 };
 
 TEST_F(PushCliTest, SendsFromPresetFileAndStandardInputAndKeepsTheHistory) {
@@ -99,8 +98,9 @@ TEST_F(PushCliTest, RefusesBeforeWritingAnything) {
 }
 
 TEST_F(PushCliTest, AFailedSendIsReportedAndNotRemembered) {
-  setEnvironment("ORVANTA_EMULATOR_FAULTS",
-                 R"({"push": {"exit": 149, "stderr": "An error was encountered processing the command (domain=com.apple.CoreSimulator.SimError, code=405):\nUnable to lookup in current state: Shutdown\n"}})");
+  setEnvironment(
+      "ORVANTA_EMULATOR_FAULTS",
+      R"({"push": {"exit": 149, "stderr": "An error was encountered processing the command (domain=com.apple.CoreSimulator.SimError, code=405):\nUnable to lookup in current state: Shutdown\n"}})");
   auto failed = orvanta({"push", "send", "com.example.cafe", "--preset", "basic-alert"});
   expectFailure(failed, "sendFailed",
                 "Could not send notification: An error was encountered processing the command "

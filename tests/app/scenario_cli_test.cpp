@@ -11,14 +11,12 @@
 namespace orvanta {
 namespace {
 
+using testing::contains;
+
 using testing::CliResult;
 using testing::kIPadPro;
 using testing::kIPhone16;
 using Json = nlohmann::json;
-
-bool contains(const std::string& text, const std::string& part) {
-  return text.find(part) != std::string::npos;
-}
 
 const char* const kLoop = R"(<?xml version="1.0"?>
 <gpx version="1.1" creator="test" xmlns="http://www.topografix.com/GPX/1/1">
