@@ -134,35 +134,10 @@ TEST_F(ScenarioCliTest, EveryStepKindIsImportedCheckedRunAndReported) {
 }
 
 TEST_F(ScenarioCliTest, AFailedStepStopsTheRestAndTheReportSaysWhere) {
-  import(Json::array(
-      {{ {"name", "Links"},
-         { "steps",
-           Json::array({
-               {{ "kind",
-                  {
-                    { "setAppearance",
-                      {
-                        { "_0",
-                          "dark" }
-                      } }
-                  } }},
-               {{ "kind",
-                  {
-                    { "openDeepLink",
-                      {
-                        { "urlString",
-                          "cafe://orders" }
-                      } }
-                  } }},
-               {{ "kind",
-                  {
-                    { "setAppearance",
-                      {
-                        { "_0",
-                          "light" }
-                      } }
-                  } }},
-           }) } }}));
+  import(Json::parse(R"([{"name": "Links", "steps": [
+      {"kind": {"setAppearance": {"_0": "dark"}}},
+      {"kind": {"openDeepLink": {"urlString": "cafe://orders"}}},
+      {"kind": {"setAppearance": {"_0": "light"}}}]}])"));
   setEnvironment("ORVANTA_EMULATOR_FAULTS",
                  R"({"openurl": {"exit": 1, "stderr": "Simulator device failed to open cafe://orders.\n"}})");
   const auto report = root() / "report.xml";
@@ -180,29 +155,9 @@ TEST_F(ScenarioCliTest, AFailedStepStopsTheRestAndTheReportSaysWhere) {
 }
 
 TEST_F(ScenarioCliTest, CtrlCCancelsBeforeTheNextStep) {
-  import(Json::array(
-      {{ {"name", "Slow"},
-         { "steps",
-           Json::array({
-               {{ "kind",
-                  {
-                    { "setAppearance",
-                      {
-                        { "_0",
-                          "dark" }
-                      } }
-                  } }},
-               {{ "kind",
-                  {
-                    { "setLocation",
-                      {
-                        { "_0",
-                          { {"latitude", 1.5},
-                            { "longitude",
-                              2.5 } } }
-                      } }
-                  } }},
-           }) } }}));
+  import(Json::parse(R"([{"name": "Slow", "steps": [
+      {"kind": {"setAppearance": {"_0": "dark"}}},
+      {"kind": {"setLocation": {"_0": {"latitude": 1.5, "longitude": 2.5}}}}]}])"));
   setEnvironment("ORVANTA_EMULATOR_FAULTS", R"({"ui": {"delaySeconds": 1}})");
   // The signal comes while the step's simctl call runs (not as it is spawned, when a terminal's Ctrl-C
   // would reach the child too): the step ends as it would have, the next one is cancelled.
@@ -217,35 +172,10 @@ TEST_F(ScenarioCliTest, CtrlCCancelsBeforeTheNextStep) {
 TEST_F(ScenarioCliTest, CheckListsEveryBlockingIssueInStepOrder) {
   // No steps is said alone, before the simulator is even looked at.
   ASSERT_EQ(orvanta({"target", "clear"}).status, 0);
-  import(Json::array({{{"name", "Empty"},
-                       { "steps",
-                         Json::array() }},
-                      { {"name", "Broken"},
-                        { "steps",
-                          Json::array({
-                              {{ "kind",
-                                 {
-                                   { "privacyAction",
-                                     { {"actionName", "grant"},
-                                       { "serviceName",
-                                         "telepathy" } } }
-                                 } }},
-                              {{ "kind",
-                                 {
-                                   { "runLocationRoute",
-                                     { {"routeID", "6B1A3C4D-0000-4000-8000-000000000001"},
-                                       { "speedMetersPerSecond",
-                                         5 } } }
-                                 } }},
-                              {{ "kind",
-                                 {
-                                   { "sendPush",
-                                     {
-                                       { "payload",
-                                         "[1]" }
-                                     } }
-                                 } }},
-                          }) } }}));
+  import(Json::parse(R"([{"name": "Empty", "steps": []}, {"name": "Broken", "steps": [
+      {"kind": {"privacyAction": {"actionName": "grant", "serviceName": "telepathy"}}},
+      {"kind": {"runLocationRoute": {"routeID": "6B1A3C4D-0000-4000-8000-000000000001", "speedMetersPerSecond": 5}}},
+      {"kind": {"sendPush": {"payload": "[1]"}}}]}])"));
   auto empty = orvanta({"scenario", "check", "Empty"});
   EXPECT_EQ(empty.status, 1);
   EXPECT_EQ(empty.err, "\"Empty\" can't run:\n  - This scenario has no steps.\norvanta: This scenario has no steps.\n");
@@ -266,19 +196,8 @@ TEST_F(ScenarioCliTest, CheckListsEveryBlockingIssueInStepOrder) {
 
 TEST_F(ScenarioCliTest, TheLibraryIsKeptThroughImportRenameMoveDuplicateAndDelete) {
   const std::string kFutureID = "0C2B1E7A-5D4F-4E8B-9A61-3F2E1D0C9B8A";
-  import(Json::array({{{"name", "One"},
-                       { "steps",
-                         Json::array({{
-                           { "kind",
-                             {
-                               { "clearLocation",
-                                 Json::object() }
-                             } }
-                         }}) }},
-                      { {"schemaVersion", 7},
-                        {"id", kFutureID},
-                        { "future",
-                          true } }}));
+  import(Json::parse(R"([{"name": "One", "steps": [{"kind": {"clearLocation": {}}}]},
+                          {"schemaVersion": 7, "id": "0C2B1E7A-5D4F-4E8B-9A61-3F2E1D0C9B8A", "future": true}])"));
   ASSERT_EQ(orvanta({"scenario", "duplicate", "One"}).status, 0);
   ASSERT_EQ(orvanta({"scenario", "rename", "One Copy", "Two"}).status, 0);
   ASSERT_EQ(orvanta({"scenario", "move", "Two", "1"}).status, 0);
