@@ -69,6 +69,10 @@ HostPasteboard& Environment::hostPasteboard() {
   return *hostPasteboard_;
 }
 
+SimulatorPasteboardService Environment::simulatorPasteboard() {
+  return SimulatorPasteboardService({runWithOptions_, xcrun_, &hostPasteboard()});
+}
+
 SecretStore& Environment::secretStore() {
   if (!secretStore_) secretStore_ = makeSecretStore();
   return *secretStore_;

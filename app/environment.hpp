@@ -14,6 +14,7 @@
 #include "core/simulator_target.hpp"
 #include "support/main_loop.hpp"
 #include "support/settings_store.hpp"
+#include "tools/quickinput/simulator_pasteboard_service.hpp"
 
 namespace orvanta {
 
@@ -47,6 +48,8 @@ class Environment {
   [[nodiscard]] SimulatorMutationGate& gate();
   // The host computer's clipboard (the platform's tools).
   [[nodiscard]] HostPasteboard& hostPasteboard();
+  // The simulator's clipboard through simctl, with this computer's clipboard for the retry.
+  [[nodiscard]] SimulatorPasteboardService simulatorPasteboard();
   // The platform's secret store (the Keychain on macOS, the Secret Service on Linux).
   [[nodiscard]] SecretStore& secretStore();
 

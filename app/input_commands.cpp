@@ -28,9 +28,7 @@ constexpr const char* kListHint = "'orvanta input profiles' lists the profiles a
 
 QuickInputService makeService(CommandContext& context) {
   auto& environment = context.environment;
-  return QuickInputService(environment.settings(), environment.secretStore(),
-                           SimulatorPasteboardService(
-                               {environment.runWithOptions(), environment.xcrunPath(), &environment.hostPasteboard()}));
+  return QuickInputService(environment.settings(), environment.secretStore(), environment.simulatorPasteboard());
 }
 
 CommandFailure failureOf(CommandContext& context, const QuickInputError& error) {
@@ -56,10 +54,8 @@ CommandFailure failureOf(CommandContext& context, const QuickInputError& error) 
       }
       break;
     case ErrorCase::pasteboard:
-      if (error.pasteboardError && error.pasteboardError->kind == SimulatorPasteboardError::Case::writeNotAccepted &&
-          !error.pasteboardError->diagnostic.empty()) {
-        hints.push_back("The retry through this computer's clipboard could not run: " +
-                        error.pasteboardError->diagnostic);
+      if (error.pasteboardError) {
+        if (auto problem = error.pasteboardError->retryProblem(); !problem.empty()) hints.push_back(std::move(problem));
       }
       break;
     default:

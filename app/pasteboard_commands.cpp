@@ -18,24 +18,17 @@ namespace {
 
 using Json = nlohmann::json;
 
-SimulatorPasteboardService pasteboardService(CommandContext& context) {
-  auto& environment = context.environment;
-  return SimulatorPasteboardService({environment.runWithOptions(), environment.xcrunPath(), &environment.hostPasteboard()});
-}
-
 CommandFailure failureOf(CommandContext& context, const SimulatorPasteboardError& error) {
   if (context.stop.stop_requested()) return CommandFailure::interrupted();
   std::vector<std::string> hints;
-  if (error.kind == SimulatorPasteboardError::Case::writeNotAccepted && !error.diagnostic.empty()) {
-    hints.push_back("The retry through this computer's clipboard could not run: " + error.diagnostic);
-  }
+  if (auto problem = error.retryProblem(); !problem.empty()) hints.push_back(std::move(problem));
   return CommandFailure::failure(std::string(error.caseName()), error.description(), std::move(hints));
 }
 
 CommandOutcome show(CommandContext& context) {
   auto device = requireSelectedTarget(context);
   if (!device) return unexpected(device.error());
-  auto text = pasteboardService(context).readText(device->udid, context.stop);
+  auto text = context.environment.simulatorPasteboard().readText(device->udid, context.stop);
   if (!text) return unexpected(failureOf(context, text.error()));
   if (context.options.json) {
     if (!isValidUtf8(*text)) {
@@ -57,7 +50,7 @@ CommandOutcome set(CommandContext& context, const std::string& argument) {
   }
   auto device = requireSelectedTarget(context);
   if (!device) return unexpected(device.error());
-  auto written = pasteboardService(context).writeText(text, device->udid, context.stop);
+  auto written = context.environment.simulatorPasteboard().writeText(text, device->udid, context.stop);
   if (!written) return unexpected(failureOf(context, written.error()));
   if (context.options.json) {
     context.emitJson({{"simulatorUDID", device->udid}, {"viaHostPasteboard", written->viaHostPasteboard}});
@@ -72,7 +65,7 @@ CommandOutcome set(CommandContext& context, const std::string& argument) {
 CommandOutcome sync(CommandContext& context) {
   auto device = requireSelectedTarget(context);
   if (!device) return unexpected(device.error());
-  auto synced = pasteboardService(context).syncFromHost(device->udid, context.stop);
+  auto synced = context.environment.simulatorPasteboard().syncFromHost(device->udid, context.stop);
   if (!synced) return unexpected(failureOf(context, synced.error()));
   if (context.options.json) {
     context.emitJson({{"simulatorUDID", device->udid}});
@@ -105,7 +98,8 @@ void registerPasteboardCommands(CLI::App& app, CommandRegistry& registry) {
       "--json: {simulatorUDID, viaHostPasteboard}.");
   registry.on(setCommand, [text](CommandContext& context) { return set(context, *text); });
 
-  auto* syncCommand = pasteboard->add_subcommand("sync", "Copy this computer's clipboard to the simulator (pbsync host)");
+  auto* syncCommand =
+      pasteboard->add_subcommand("sync", "Copy this computer's clipboard to the simulator (pbsync host)");
   syncCommand->footer("--json: {simulatorUDID}.");
   registry.on(syncCommand, sync);
 }

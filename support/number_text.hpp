@@ -1,6 +1,7 @@
 // Locale-independent number texts.
 #pragma once
 
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -28,5 +29,17 @@ std::optional<double> parsePlainDecimal(std::string_view text);
 // "." followed by one or more digits; nothing else ("5.", ".5", " 5", "1e2" and "4,5" are refused). A
 // value too large for a double is refused; one too small to represent reads as zero of its sign.
 std::optional<double> parseStrictDecimal(std::string_view text);
+
+// The value of the `count` ASCII digits at `text[at]` (which must lie inside `text`), or -1 when one of
+// them is not a digit. For fixed-layout dates and times; `count` up to 9.
+[[nodiscard]] constexpr int decimalDigitsAt(std::string_view text, std::size_t at, std::size_t count) noexcept {
+  int value = 0;
+  for (std::size_t i = at; i < at + count; ++i) {
+    const char c = text[i];
+    if (c < '0' || c > '9') return -1;
+    value = value * 10 + (c - '0');
+  }
+  return value;
+}
 
 }  // namespace orvanta

@@ -11,14 +11,15 @@ namespace orvanta {
 
 namespace {
 
-char lowerAscii(char c) noexcept { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
+char lowerAscii(char c) noexcept {
+  return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+}
 
-// `needle` must already be lower-cased.
 bool containsIgnoringCase(std::string_view haystack, std::string_view needle) noexcept {
   if (needle.size() > haystack.size()) return false;
   for (std::size_t i = 0; i + needle.size() <= haystack.size(); ++i) {
     std::size_t j = 0;
-    while (j < needle.size() && lowerAscii(haystack[i + j]) == needle[j]) ++j;
+    while (j < needle.size() && lowerAscii(haystack[i + j]) == lowerAscii(needle[j])) ++j;
     if (j == needle.size()) return true;
   }
   return false;
@@ -44,11 +45,11 @@ bool ConsoleLogFilter::matchesLevel(const SimulatorLogEntry& entry) const {
 }
 
 bool ConsoleLogFilter::matchesSearch(const SimulatorLogEntry& entry) const {
-  const std::string_view trimmed = trimWhitespace(searchText);
-  if (trimmed.empty()) return true;
-  std::string needle(trimmed);
-  for (char& c : needle) c = lowerAscii(c);
-  return containsIgnoringCase(entry.message, needle) || (entry.subsystem && containsIgnoringCase(*entry.subsystem, needle)) ||
+  // Called for every entry: no copy of the search text.
+  const std::string_view needle = trimWhitespace(searchText);
+  if (needle.empty()) return true;
+  return containsIgnoringCase(entry.message, needle) ||
+         (entry.subsystem && containsIgnoringCase(*entry.subsystem, needle)) ||
          (entry.category && containsIgnoringCase(*entry.category, needle)) ||
          containsIgnoringCase(entry.processName(), needle);
 }
@@ -147,7 +148,8 @@ void ConsoleExportService::appendLine(std::string& out, const SimulatorLogEntry&
   out += entry.message;
 }
 
-expected<void, ConsoleError> ConsoleExportService::write(std::string_view text, const std::filesystem::path& file) const {
+expected<void, ConsoleError> ConsoleExportService::write(std::string_view text,
+                                                         const std::filesystem::path& file) const {
   if (auto written = writeFileAtomically(file, text, 0644); !written) {
     return unexpected(ConsoleError::exportFailed(written.error().description()));
   }

@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <limits>
 
+#include "support/number_text.hpp"
 #include "support/random_bytes.hpp"
 #include "support/text.hpp"
 #include "support/utf8.hpp"
@@ -16,22 +17,32 @@ namespace orvanta {
 
 std::string_view rawValue(SimulatorLogLevel level) noexcept {
   switch (level) {
-    case SimulatorLogLevel::debug: return "debug";
-    case SimulatorLogLevel::info: return "info";
-    case SimulatorLogLevel::notice: return "notice";
-    case SimulatorLogLevel::error: return "error";
-    case SimulatorLogLevel::fault: return "fault";
+    case SimulatorLogLevel::debug:
+      return "debug";
+    case SimulatorLogLevel::info:
+      return "info";
+    case SimulatorLogLevel::notice:
+      return "notice";
+    case SimulatorLogLevel::error:
+      return "error";
+    case SimulatorLogLevel::fault:
+      return "fault";
   }
   return {};
 }
 
 std::string_view label(SimulatorLogLevel level) noexcept {
   switch (level) {
-    case SimulatorLogLevel::debug: return "Debug";
-    case SimulatorLogLevel::info: return "Info";
-    case SimulatorLogLevel::notice: return "Notice";
-    case SimulatorLogLevel::error: return "Error";
-    case SimulatorLogLevel::fault: return "Fault";
+    case SimulatorLogLevel::debug:
+      return "Debug";
+    case SimulatorLogLevel::info:
+      return "Info";
+    case SimulatorLogLevel::notice:
+      return "Notice";
+    case SimulatorLogLevel::error:
+      return "Error";
+    case SimulatorLogLevel::fault:
+      return "Fault";
   }
   return {};
 }
@@ -65,8 +76,8 @@ std::string SimulatorLogEntryID::text() const {
 
 SimulatorLogEntryIDGenerator::SimulatorLogEntryIDGenerator() {
   do {
-    fillRandomBytes(std::span<std::uint8_t>(reinterpret_cast<std::uint8_t*>(state_.data()),
-                                            state_.size() * sizeof(std::uint64_t)));
+    fillRandomBytes(
+        std::span<std::uint8_t>(reinterpret_cast<std::uint8_t*>(state_.data()), state_.size() * sizeof(std::uint64_t)));
   } while ((state_[0] | state_[1] | state_[2] | state_[3]) == 0);
 }
 
@@ -85,39 +96,26 @@ std::uint64_t SimulatorLogEntryIDGenerator::nextBits() noexcept {
 
 SimulatorLogEntryID SimulatorLogEntryIDGenerator::next() noexcept {
   SimulatorLogEntryID id{nextBits(), nextBits()};
-  id.high = (id.high & ~0xF000ull) | 0x4000ull;                             // version 4
-  id.low = (id.low & 0x3FFFFFFFFFFFFFFFull) | 0x8000000000000000ull;       // RFC 4122 variant
+  id.high = (id.high & ~0xF000ull) | 0x4000ull;                       // version 4
+  id.low = (id.low & 0x3FFFFFFFFFFFFFFFull) | 0x8000000000000000ull;  // RFC 4122 variant
   return id;
 }
 
 // ---------------------------------------------------------------------------------------------------
 // Timestamps
 
-namespace {
-
-// The value of `count` decimal digits at `text[at]`, or -1.
-int digits(std::string_view text, std::size_t at, std::size_t count) noexcept {
-  int value = 0;
-  for (std::size_t i = at; i < at + count; ++i) {
-    const char c = text[i];
-    if (c < '0' || c > '9') return -1;
-    value = value * 10 + (c - '0');
-  }
-  return value;
-}
-
-}  // namespace
-
 std::optional<SimulatorLogTimestamp> SimulatorLogTimestamp::parse(std::string_view text) noexcept {
   // 2024-01-15 10:23:45.123456-0800
   // 0123456789012345678901234567890
-  if (text.size() != 31 || text[4] != '-' || text[7] != '-' || text[10] != ' ' || text[13] != ':' ||
-      text[16] != ':' || text[19] != '.' || (text[26] != '+' && text[26] != '-')) {
+  if (text.size() != 31 || text[4] != '-' || text[7] != '-' || text[10] != ' ' || text[13] != ':' || text[16] != ':' ||
+      text[19] != '.' || (text[26] != '+' && text[26] != '-')) {
     return std::nullopt;
   }
-  const int year = digits(text, 0, 4), month = digits(text, 5, 2), day = digits(text, 8, 2);
-  const int hour = digits(text, 11, 2), minute = digits(text, 14, 2), second = digits(text, 17, 2);
-  const int micros = digits(text, 20, 6), offsetHours = digits(text, 27, 2), offsetMinutes = digits(text, 29, 2);
+  const int year = decimalDigitsAt(text, 0, 4), month = decimalDigitsAt(text, 5, 2), day = decimalDigitsAt(text, 8, 2);
+  const int hour = decimalDigitsAt(text, 11, 2), minute = decimalDigitsAt(text, 14, 2),
+            second = decimalDigitsAt(text, 17, 2);
+  const int micros = decimalDigitsAt(text, 20, 6), offsetHours = decimalDigitsAt(text, 27, 2),
+            offsetMinutes = decimalDigitsAt(text, 29, 2);
   if (year < 0 || month < 0 || day < 0 || hour < 0 || minute < 0 || second < 0 || micros < 0 || offsetHours < 0 ||
       offsetMinutes < 0) {
     return std::nullopt;
@@ -267,7 +265,8 @@ std::optional<SimulatorLogEntry> SimulatorLogEntryParser::parse(std::string line
     line.resize(first + trimmed.size());
     line.erase(0, first);
   }
-  if (line.capacity() < line.size() + simdjson::SIMDJSON_PADDING) line.reserve(line.size() + simdjson::SIMDJSON_PADDING);
+  if (line.capacity() < line.size() + simdjson::SIMDJSON_PADDING)
+    line.reserve(line.size() + simdjson::SIMDJSON_PADDING);
 
   SimulatorLogEntry entry;
   entry.id = state_->ids.next();

@@ -2,22 +2,14 @@
 
 #include <cstdint>
 
+#include "support/number_text.hpp"
+
 namespace orvanta {
 namespace {
 
-bool isDigit(char c) { return c >= '0' && c <= '9'; }
-
-// The value of `count` digits at `text[at]`, or -1 when one of them is not a digit.
-int digitsAt(std::string_view text, std::size_t at, std::size_t count) {
-  int value = 0;
-  for (std::size_t i = at; i < at + count; ++i) {
-    if (!isDigit(text[i])) return -1;
-    value = value * 10 + (text[i] - '0');
-  }
-  return value;
+bool isLeapYear(int year) {
+  return (year % 4 == 0 && year % 100 != 0) || year % 400 == 0;
 }
-
-bool isLeapYear(int year) { return (year % 4 == 0 && year % 100 != 0) || year % 400 == 0; }
 
 int daysInMonth(int year, int month) {
   static constexpr int lengths[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
@@ -43,19 +35,19 @@ GPXTimestamp::Result GPXTimestamp::read(std::string_view text) {
       text[16] != ':') {
     return Result::invalid();
   }
-  const int year = digitsAt(text, 0, 4);
-  const int month = digitsAt(text, 5, 2);
-  const int day = digitsAt(text, 8, 2);
-  const int hour = digitsAt(text, 11, 2);
-  const int minute = digitsAt(text, 14, 2);
-  const int second = digitsAt(text, 17, 2);
+  const int year = decimalDigitsAt(text, 0, 4);
+  const int month = decimalDigitsAt(text, 5, 2);
+  const int day = decimalDigitsAt(text, 8, 2);
+  const int hour = decimalDigitsAt(text, 11, 2);
+  const int minute = decimalDigitsAt(text, 14, 2);
+  const int second = decimalDigitsAt(text, 17, 2);
   if (year < 0 || month < 0 || day < 0 || hour < 0 || minute < 0 || second < 0) return Result::invalid();
 
   std::size_t at = fixedLength;
   std::int64_t microseconds = 0;
   if (text[at] == '.') {
     const std::size_t fractionStart = ++at;
-    while (at < text.size() && isDigit(text[at])) {
+    while (at < text.size() && (text[at] >= '0' && text[at] <= '9')) {
       if (at - fractionStart < 6) microseconds = microseconds * 10 + (text[at] - '0');
       ++at;
     }
@@ -69,8 +61,8 @@ GPXTimestamp::Result GPXTimestamp::read(std::string_view text) {
     ++at;
   } else if (at < text.size() && (text[at] == '+' || text[at] == '-')) {
     if (text.size() - at < 6 || text[at + 3] != ':') return Result::invalid();
-    const int offsetHours = digitsAt(text, at + 1, 2);
-    const int offsetMinutePart = digitsAt(text, at + 4, 2);
+    const int offsetHours = decimalDigitsAt(text, at + 1, 2);
+    const int offsetMinutePart = decimalDigitsAt(text, at + 4, 2);
     if (offsetHours < 0 || offsetMinutePart < 0) return Result::invalid();
     offsetIsReal = offsetHours <= 23 && offsetMinutePart <= 59;
     offsetMinutes = (text[at] == '-' ? -1 : 1) * (offsetHours * 60 + offsetMinutePart);
@@ -80,15 +72,14 @@ GPXTimestamp::Result GPXTimestamp::read(std::string_view text) {
   }
   if (at != text.size()) return Result::invalid();
 
-  if (month < 1 || month > 12 || day < 1 || day > daysInMonth(year, month) || hour > 23 || minute > 59 ||
-      second > 59) {
+  if (month < 1 || month > 12 || day < 1 || day > daysInMonth(year, month) || hour > 23 || minute > 59 || second > 59) {
     return Result::invalid();
   }
   if (!offsetIsReal) return Result::notCanonical();
 
   // With four-digit years the microsecond count stays below 2^59, far from overflowing 64 bits.
-  const std::int64_t seconds = daysFromCivil(year, month, day) * 86400 + hour * 3600 + minute * 60 + second -
-                               std::int64_t{offsetMinutes} * 60;
+  const std::int64_t seconds =
+      daysFromCivil(year, month, day) * 86400 + hour * 3600 + minute * 60 + second - std::int64_t{offsetMinutes} * 60;
   return Result::valid(LocationInstant(std::chrono::microseconds(seconds * 1000000 + microseconds)));
 }
 

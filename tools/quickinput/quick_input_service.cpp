@@ -25,7 +25,24 @@ expected<QuickInputProfile*, QuickInputError> requireProfile(QuickInputDocument&
   return unexpected(QuickInputError(Case::profileNotFound));
 }
 
-std::string secretLabel(const QuickInputField& field) { return "Orvanta quick input: " + field.label; }
+std::string secretLabel(const QuickInputField& field) {
+  return "Orvanta quick input: " + field.label;
+}
+
+// Applies `edit` to the profile `id` in one read-modify-write of `store`; the profile as edited.
+template <typename Edit>
+expected<QuickInputProfile, QuickInputError> editProfile(QuickInputStore& store, std::string_view id, Edit edit) {
+  QuickInputProfile edited;
+  auto changed = store.change([&](QuickInputDocument& document) -> expected<void, QuickInputError> {
+    auto profile = requireProfile(document, id);
+    if (!profile) return unexpected(profile.error());
+    edit(document, **profile);
+    edited = **profile;
+    return {};
+  });
+  if (!changed) return unexpected(changed.error());
+  return edited;
+}
 
 }  // namespace
 
@@ -52,29 +69,14 @@ expected<QuickInputProfile, QuickInputError> QuickInputService::renameProfile(st
                                                                               std::string_view name) {
   const auto trimmed = trimWhitespace(name);
   if (trimmed.empty()) return unexpected(QuickInputError(Case::emptyProfileName));
-  QuickInputProfile renamed;
-  auto changed = store_.change([&](QuickInputDocument& document) -> expected<void, QuickInputError> {
-    auto profile = requireProfile(document, id);
-    if (!profile) return unexpected(profile.error());
-    (*profile)->name = std::string(trimmed);
-    renamed = **profile;
-    return {};
-  });
-  if (!changed) return unexpected(changed.error());
-  return renamed;
+  return editProfile(store_, id,
+                     [&](QuickInputDocument&, QuickInputProfile& profile) { profile.name = std::string(trimmed); });
 }
 
 expected<QuickInputProfile, QuickInputError> QuickInputService::selectProfile(std::string_view id) {
-  QuickInputProfile selected;
-  auto changed = store_.change([&](QuickInputDocument& document) -> expected<void, QuickInputError> {
-    auto profile = requireProfile(document, id);
-    if (!profile) return unexpected(profile.error());
-    document.selectedProfileID = (*profile)->id;
-    selected = **profile;
-    return {};
+  return editProfile(store_, id, [](QuickInputDocument& document, QuickInputProfile& profile) {
+    document.selectedProfileID = profile.id;
   });
-  if (!changed) return unexpected(changed.error());
-  return selected;
 }
 
 expected<QuickInputProfile, QuickInputError> QuickInputService::removeProfile(std::string_view id) {
@@ -186,7 +188,8 @@ expected<QuickInputCopyOutcome, QuickInputError> QuickInputService::copyField(co
                                                                               const std::string& udid,
                                                                               orvanta::stop_token stop) {
   if (trimWhitespace(udid).empty()) {
-    return unexpected(QuickInputError::pasteboard(SimulatorPasteboardError::of(SimulatorPasteboardError::Case::invalidTarget)));
+    return unexpected(
+        QuickInputError::pasteboard(SimulatorPasteboardError::of(SimulatorPasteboardError::Case::invalidTarget)));
   }
   auto text = value(field);
   if (!text) return unexpected(text.error());
@@ -207,7 +210,8 @@ expected<QuickInputClearOutcome, QuickInputError> QuickInputService::clear(const
                                                                            const std::string& simulatorName,
                                                                            orvanta::stop_token stop) {
   if (trimWhitespace(udid).empty()) {
-    return unexpected(QuickInputError::pasteboard(SimulatorPasteboardError::of(SimulatorPasteboardError::Case::invalidTarget)));
+    return unexpected(
+        QuickInputError::pasteboard(SimulatorPasteboardError::of(SimulatorPasteboardError::Case::invalidTarget)));
   }
   const QuickInputClearOutcome nothing{false, std::string(nothingToClearMessage)};
   auto stored = fingerprints_.fingerprint(udid);

@@ -49,7 +49,8 @@ expected<QuickInputDocument, QuickInputError> QuickInputStore::document() {
   if (!stored) return unexpected(persistenceFailed(stored.error()));
   if (!*stored) return QuickInputDocument{};
   auto decoded = decodeQuickInputDocument(**stored);
-  if (!decoded) return unexpected(QuickInputError(Case::persistenceFailed, "The stored profiles changed while reading."));
+  if (!decoded)
+    return unexpected(QuickInputError(Case::persistenceFailed, "The stored profiles changed while reading."));
   return std::move(*decoded);
 }
 
@@ -79,28 +80,35 @@ expected<QuickInputDocument, QuickInputError> QuickInputStore::change(const Edit
   return result;
 }
 
-std::optional<std::string> QuickInputStore::takeRecoveryNotice() { return std::exchange(notice_, std::nullopt); }
+std::optional<std::string> QuickInputStore::takeRecoveryNotice() {
+  return std::exchange(notice_, std::nullopt);
+}
 
-std::vector<const QuickInputProfile*> matchingProfiles(const QuickInputDocument& document, std::string_view idOrName) {
-  std::vector<const QuickInputProfile*> matches;
-  for (const auto& profile : document.profiles) {
-    if (sameID(profile.id, idOrName)) return {&profile};
+namespace {
+
+// The item whose id is `idOrName` alone, else every item with that name, in order.
+template <typename Item, typename Name>
+std::vector<const Item*> matching(const std::vector<Item>& items, std::string_view idOrName, Name name) {
+  std::vector<const Item*> matches;
+  for (const auto& item : items) {
+    if (sameID(item.id, idOrName)) return {&item};
   }
-  for (const auto& profile : document.profiles) {
-    if (profile.name == idOrName) matches.push_back(&profile);
+  for (const auto& item : items) {
+    if (name(item) == idOrName) matches.push_back(&item);
   }
   return matches;
 }
 
+}  // namespace
+
+std::vector<const QuickInputProfile*> matchingProfiles(const QuickInputDocument& document, std::string_view idOrName) {
+  return matching(document.profiles, idOrName,
+                  [](const QuickInputProfile& profile) -> const std::string& { return profile.name; });
+}
+
 std::vector<const QuickInputField*> matchingFields(const QuickInputProfile& profile, std::string_view idOrLabel) {
-  std::vector<const QuickInputField*> matches;
-  for (const auto& field : profile.fields) {
-    if (sameID(field.id, idOrLabel)) return {&field};
-  }
-  for (const auto& field : profile.fields) {
-    if (field.label == idOrLabel) matches.push_back(&field);
-  }
-  return matches;
+  return matching(profile.fields, idOrLabel,
+                  [](const QuickInputField& field) -> const std::string& { return field.label; });
 }
 
 }  // namespace orvanta

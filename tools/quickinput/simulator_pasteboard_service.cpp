@@ -20,7 +20,8 @@ bool succeeded(const ProcessRunner::Output& output) {
 std::string diagnosticOf(const ProcessRunner::Output& output, std::string_view subcommand) {
   auto text = simctlDiagnostic(output);
   if (!text.empty()) return text;
-  if (output.terminatedBySignal) return fmt::format("simctl {} ended by signal {}.", subcommand, output.terminationStatus);
+  if (output.terminatedBySignal)
+    return fmt::format("simctl {} ended by signal {}.", subcommand, output.terminationStatus);
   return fmt::format("simctl {} exited with status {}.", subcommand, output.terminationStatus);
 }
 
@@ -29,27 +30,45 @@ std::string diagnosticOf(const ProcessRunner::Output& output, std::string_view s
 std::string SimulatorPasteboardError::description() const {
   switch (kind) {
     case Case::commandFailed:
-    case Case::verificationFailed: return diagnostic;
-    case Case::invalidTarget: return "No Simulator was given.";
-    case Case::writeNotAccepted: return "The Simulator didn't accept the clipboard write.";
-    case Case::clearNotAccepted: return "The Simulator's clipboard didn't empty.";
+    case Case::verificationFailed:
+      return diagnostic;
+    case Case::invalidTarget:
+      return "No Simulator was given.";
+    case Case::writeNotAccepted:
+      return "The Simulator didn't accept the clipboard write.";
+    case Case::clearNotAccepted:
+      return "The Simulator's clipboard didn't empty.";
   }
   return {};
 }
 
 std::string_view SimulatorPasteboardError::caseName() const {
   switch (kind) {
-    case Case::commandFailed: return "commandFailed";
-    case Case::verificationFailed: return "verificationFailed";
-    case Case::invalidTarget: return "invalidTarget";
-    case Case::writeNotAccepted: return "writeNotAccepted";
-    case Case::clearNotAccepted: return "clearNotAccepted";
+    case Case::commandFailed:
+      return "commandFailed";
+    case Case::verificationFailed:
+      return "verificationFailed";
+    case Case::invalidTarget:
+      return "invalidTarget";
+    case Case::writeNotAccepted:
+      return "writeNotAccepted";
+    case Case::clearNotAccepted:
+      return "clearNotAccepted";
   }
   return {};
 }
 
-std::vector<std::string> pbcopyArguments(const std::string& udid) { return {"simctl", "pbcopy", udid}; }
-std::vector<std::string> pbpasteArguments(const std::string& udid) { return {"simctl", "pbpaste", udid}; }
+std::string SimulatorPasteboardError::retryProblem() const {
+  if (kind != Case::writeNotAccepted || diagnostic.empty()) return {};
+  return "The retry through this computer's clipboard could not run: " + diagnostic;
+}
+
+std::vector<std::string> pbcopyArguments(const std::string& udid) {
+  return {"simctl", "pbcopy", udid};
+}
+std::vector<std::string> pbpasteArguments(const std::string& udid) {
+  return {"simctl", "pbpaste", udid};
+}
 std::vector<std::string> pbsyncFromHostArguments(const std::string& udid) {
   return {"simctl", "pbsync", "host", udid};
 }
@@ -68,18 +87,16 @@ expected<void, SimulatorPasteboardError> SimulatorPasteboardService::runChecked(
     const std::vector<std::string>& arguments, std::optional<std::string> input, orvanta::stop_token stop) const {
   auto output = run(arguments, std::move(input), std::move(stop));
   if (!output) return unexpected(SimulatorPasteboardError::commandFailed(output.error().description()));
-  if (!succeeded(*output)) return unexpected(SimulatorPasteboardError::commandFailed(diagnosticOf(*output, arguments[1])));
+  if (!succeeded(*output))
+    return unexpected(SimulatorPasteboardError::commandFailed(diagnosticOf(*output, arguments[1])));
   return {};
 }
 
 expected<std::string, SimulatorPasteboardError> SimulatorPasteboardService::readBack(const std::string& udid,
                                                                                      orvanta::stop_token stop) const {
-  auto output = run(pbpasteArguments(udid), std::nullopt, std::move(stop));
-  if (!output) return unexpected(SimulatorPasteboardError::verificationFailed(output.error().description()));
-  if (!succeeded(*output)) {
-    return unexpected(SimulatorPasteboardError::verificationFailed(diagnosticOf(*output, "pbpaste")));
-  }
-  return output->stdout.str();
+  auto shown = readText(udid, std::move(stop));
+  if (!shown) return unexpected(SimulatorPasteboardError::verificationFailed(shown.error().diagnostic));
+  return shown;
 }
 
 expected<SimulatorPasteboardWrite, SimulatorPasteboardError> SimulatorPasteboardService::writeText(
@@ -126,13 +143,13 @@ expected<std::string, SimulatorPasteboardError> SimulatorPasteboardService::read
 }
 
 expected<void, SimulatorPasteboardError> SimulatorPasteboardService::syncFromHost(const std::string& udid,
-                                                                                 orvanta::stop_token stop) const {
+                                                                                  orvanta::stop_token stop) const {
   if (trimWhitespace(udid).empty()) return unexpected(SimulatorPasteboardError::of(Case::invalidTarget));
   return runChecked(pbsyncFromHostArguments(udid), std::nullopt, std::move(stop));
 }
 
 expected<void, SimulatorPasteboardError> SimulatorPasteboardService::clear(const std::string& udid,
-                                                                          orvanta::stop_token stop) const {
+                                                                           orvanta::stop_token stop) const {
   if (trimWhitespace(udid).empty()) return unexpected(SimulatorPasteboardError::of(Case::invalidTarget));
   if (auto written = runChecked(pbcopyArguments(udid), std::string(), stop); !written) return written;
   auto shown = readBack(udid, stop);

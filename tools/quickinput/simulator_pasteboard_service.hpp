@@ -52,6 +52,9 @@ struct SimulatorPasteboardError {
 
   [[nodiscard]] std::string description() const;
   [[nodiscard]] std::string_view caseName() const;
+  // writeNotAccepted after a retry through the host's clipboard that could not run: a sentence that says
+  // why. Empty otherwise.
+  [[nodiscard]] std::string retryProblem() const;
   bool operator==(const SimulatorPasteboardError&) const = default;
 };
 
@@ -88,23 +91,23 @@ class SimulatorPasteboardService {
       std::string_view text, const std::string& udid, orvanta::stop_token stop = {}) const;
   // The clipboard's text, exactly as pbpaste prints it. Fails with invalidTarget or commandFailed.
   [[nodiscard]] expected<std::string, SimulatorPasteboardError> readText(const std::string& udid,
-                                                                          orvanta::stop_token stop = {}) const;
+                                                                         orvanta::stop_token stop = {}) const;
   // Copies the host's clipboard to the simulator. Fails with invalidTarget or commandFailed.
   [[nodiscard]] expected<void, SimulatorPasteboardError> syncFromHost(const std::string& udid,
-                                                                       orvanta::stop_token stop = {}) const;
+                                                                      orvanta::stop_token stop = {}) const;
   // Writes an empty text and reads back. Fails with invalidTarget, commandFailed, verificationFailed or
   // clearNotAccepted.
   [[nodiscard]] expected<void, SimulatorPasteboardError> clear(const std::string& udid,
-                                                                orvanta::stop_token stop = {}) const;
+                                                               orvanta::stop_token stop = {}) const;
 
  private:
   [[nodiscard]] ProcessRunner::Result run(const std::vector<std::string>& arguments, std::optional<std::string> input,
                                           orvanta::stop_token stop) const;
   [[nodiscard]] expected<void, SimulatorPasteboardError> runChecked(const std::vector<std::string>& arguments,
-                                                                     std::optional<std::string> input,
-                                                                     orvanta::stop_token stop) const;
+                                                                    std::optional<std::string> input,
+                                                                    orvanta::stop_token stop) const;
   [[nodiscard]] expected<std::string, SimulatorPasteboardError> readBack(const std::string& udid,
-                                                                          orvanta::stop_token stop) const;
+                                                                         orvanta::stop_token stop) const;
   [[nodiscard]] expected<SimulatorPasteboardWrite, SimulatorPasteboardError> retryThroughHost(
       std::string_view text, const std::string& udid, orvanta::stop_token stop) const;
 
