@@ -18,15 +18,8 @@ using namespace std::chrono_literals;
 using testing::CliResult;
 using testing::kIPhone16;
 
-class CaptureCliTest : public testing::CliTest {
+class CaptureCliTest : public testing::TargetedCliTest {
  protected:
-  void SetUp() override {
-    CliTest::SetUp();
-    std::filesystem::create_directories(root() / "tmp");
-    setEnvironment("TMPDIR", (root() / "tmp").string());
-    ASSERT_EQ(orvanta({"target", "set", kIPhone16}).status, 0);
-  }
-
   // Nothing of ours is left in the temporary folder, and no emulator (recorder) still runs.
   void expectNothingLeftBehind() {
     for (const char* folder : {"tmp/Orvanta/Screenshots", "tmp/Orvanta/Recordings"}) {

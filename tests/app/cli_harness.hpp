@@ -21,6 +21,11 @@
 
 namespace orvanta::testing {
 
+// The emulator's seeded devices.
+inline constexpr const char* kIPhone16 = "3BC9A608-0042-414F-B35C-7ADB869BC572";
+inline constexpr const char* kIPhone15Old = "9F8E7D6C-5B4A-4392-8170-6F5E4D3C2B1A";
+inline constexpr const char* kIPadPro = "E386B311-8A47-4772-8679-FE21D12C20A8";
+
 inline bool contains(const std::string& text, const std::string& part) {
   return text.find(part) != std::string::npos;
 }
@@ -45,8 +50,13 @@ class CliTest : public ::testing::Test {
         {"XDG_DATA_HOME", (root_ / "data").string()},
         {"XDG_RUNTIME_DIR", (root_ / "runtime").string()},
         {"HOME", (root_ / "home").string()},
+        {"TMPDIR", (root_ / "tmp").string()},
         {"NO_COLOR", "1"},
+        // No clipboard tool of this computer's session: tests that want one install a fake.
+        {"DISPLAY", ""},
+        {"WAYLAND_DISPLAY", ""},
     };
+    std::filesystem::create_directories(root_ / "tmp");
   }
   void TearDown() override { std::filesystem::remove_all(root_); }
 
@@ -94,6 +104,23 @@ class CliTest : public ::testing::Test {
   const std::filesystem::path& root() const {
     return root_;
   }
+  std::filesystem::path temporary() const {
+    return root_ / "tmp";
+  }
+
+  // What the emulator keeps about a device under `key` (its "emulator" record); null when nothing.
+  nlohmann::json emulatorState(const char* udid, const char* key) const {
+    std::ifstream file(root_ / "emulator" / "devices.json");
+    const auto document = nlohmann::json::parse(file, nullptr, false);
+    if (!document.is_object()) return nullptr;
+    for (const auto& runtime : document.value("runtimes", nlohmann::json::array())) {
+      for (const auto& device : runtime.value("devices", nlohmann::json::array())) {
+        if (device.value("udid", "") == udid && device.contains("emulator"))
+          return device["emulator"].value(key, nlohmann::json());
+      }
+    }
+    return nullptr;
+  }
 
   // Runs orvanta, sends `signal` once the chosen stream contains `cue` (and `after` has passed), and
   // returns how it ended.
@@ -137,9 +164,13 @@ class CliTest : public ::testing::Test {
   std::map<std::string, std::string> environment_;
 };
 
-// The emulator's seeded devices.
-inline constexpr const char* kIPhone16 = "3BC9A608-0042-414F-B35C-7ADB869BC572";
-inline constexpr const char* kIPhone15Old = "9F8E7D6C-5B4A-4392-8170-6F5E4D3C2B1A";
-inline constexpr const char* kIPadPro = "E386B311-8A47-4772-8679-FE21D12C20A8";
+// A CliTest whose target is the booted iPhone 16.
+class TargetedCliTest : public CliTest {
+ protected:
+  void SetUp() override {
+    CliTest::SetUp();
+    ASSERT_EQ(orvanta({"target", "set", kIPhone16}).status, 0);
+  }
+};
 
 }  // namespace orvanta::testing

@@ -31,13 +31,12 @@ TEST_F(CliTest, HelpVersionAndUsageErrors) {
   EXPECT_TRUE(contains(orvanta({"ui", "appearance", "purple"}).err, "Run 'orvanta ui appearance --help' for usage."));
 }
 
+// Sorting and the conversion of each field are the simctl client's (tests/core/simctl_client_test.cpp).
 TEST_F(CliTest, DevicesAreListedSortedWithoutUnavailableOnes) {
   auto text = orvanta({"devices"});
   ASSERT_EQ(text.status, 0) << text.err;
   EXPECT_TRUE(contains(text.out, "iPhone 16"));
   EXPECT_FALSE(contains(text.out, "iPhone 14"));  // its runtime is gone
-  EXPECT_LT(text.out.find("Apple Watch"), text.out.find("iPad Pro"));
-  EXPECT_LT(text.out.find("iPad Pro"), text.out.find("iPhone 15"));
 
   // Global options may follow the command.
   auto json = orvanta({"devices", "--json"});
@@ -46,10 +45,6 @@ TEST_F(CliTest, DevicesAreListedSortedWithoutUnavailableOnes) {
   ASSERT_EQ(devices.size(), 6u);
   EXPECT_EQ(devices[0]["name"], "Apple Watch Series 10 (46mm)");
   EXPECT_EQ(devices[0]["runtimeDisplayName"], "watchOS 11.2");
-  EXPECT_EQ(devices[0]["deviceTypeIdentifier"], "com.apple.CoreSimulator.SimDeviceType.Apple-Watch-Series-10-46mm");
-  bool sawShuttingDown = false;
-  for (const auto& device : devices) sawShuttingDown |= device["state"] == "Shutting Down";
-  EXPECT_TRUE(sawShuttingDown);
 }
 
 TEST_F(CliTest, TheTargetIsNeverChosenSilentlyAndFollowsTheDevice) {
@@ -100,31 +95,15 @@ TEST_F(CliTest, DeviceOptionOverridesTheRememberedTargetForOneCall) {
 }
 
 TEST_F(CliTest, SimctlFailuresAreReportedWithTheirSentence) {
-  auto missing = orvanta({"devices", "--xcrun", "/nonexistent/xcrun"});
-  EXPECT_EQ(missing.status, 1);
-  EXPECT_TRUE(missing.err.starts_with("orvanta: Executable not found at /nonexistent/xcrun.\n")) << missing.err;
-
-  auto missingJson = orvanta({"--json", "--xcrun", "/nonexistent/xcrun", "target"});
-  EXPECT_EQ(missingJson.status, 1);
-  EXPECT_EQ(missingJson.json()["error"]["kind"], "executableNotFound");
-  EXPECT_EQ(missingJson.json()["error"]["message"], "Executable not found at /nonexistent/xcrun.");
-
-  setEnvironment("ORVANTA_EMULATOR_FAULTS", R"({"list": {"exit": 3, "stderr": "simctl is unhappy\n"}})");
-  auto failing = orvanta({"devices"});
-  EXPECT_EQ(failing.status, 1);
-  EXPECT_TRUE(failing.err.starts_with("orvanta: Process exited with status 3: simctl is unhappy\n")) << failing.err;
+  // The sentences themselves are the simctl client's (tests/core/simctl_client_test.cpp).
+  expectFailure(orvanta({"--json", "--xcrun", "/nonexistent/xcrun", "target"}), "executableNotFound",
+                "Executable not found at /nonexistent/xcrun.");
 
   setEnvironment("ORVANTA_EMULATOR_FAULTS", R"({"list": {"exit": 0, "stdout": "not json"}})");
   auto garbled = orvanta({"--json", "devices"});
   EXPECT_EQ(garbled.status, 1);
   EXPECT_EQ(garbled.json()["error"]["kind"], "decodingFailed");
 }
-
-}  // namespace
-}  // namespace orvanta
-
-namespace orvanta {
-namespace {
 
 TEST_F(CliTest, CtrlCStopsTheRunningSimctlAndExits130) {
   setEnvironment("ORVANTA_EMULATOR_FAULTS", R"({"list": {"delaySeconds": 20}})");
@@ -144,12 +123,6 @@ TEST_F(CliTest, CtrlCStopsTheRunningSimctlAndExits130) {
   // The simctl it was waiting for went with it.
   EXPECT_LE(emulatorProcessesAlive(), 0);
 }
-
-}  // namespace
-}  // namespace orvanta
-
-namespace orvanta {
-namespace {
 
 TEST_F(CliTest, AnUnreadableSettingsFileIsMovedAsideAndReported) {
   const auto config = root() / "config" / "orvanta";

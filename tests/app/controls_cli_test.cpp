@@ -7,13 +7,7 @@ namespace {
 
 using testing::CliTest;
 
-class ControlsCliTest : public CliTest {
- protected:
-  void SetUp() override {
-    CliTest::SetUp();
-    ASSERT_EQ(orvanta({"target", "set", testing::kIPhone16}).status, 0);
-  }
-};
+using ControlsCliTest = testing::TargetedCliTest;
 
 TEST_F(ControlsCliTest, AppearanceContrastAndTextSizeAreSetAndReadBack) {
   EXPECT_EQ(orvanta({"ui", "appearance"}).out, "light\n");
@@ -62,9 +56,8 @@ TEST_F(ControlsCliTest, StatusBarPresetsOverridesDraftsAndClearing) {
   auto bad = orvanta({"status-bar", "set", "--wifi-bars", "4"});
   EXPECT_EQ(bad.status, 1);
   EXPECT_EQ(bad.err, "orvanta: Wi-Fi bars must be between 0 and 3 (got 4).\n");
-  auto empty = orvanta({"--json", "status-bar", "set"});
-  EXPECT_EQ(empty.status, 1);
-  EXPECT_EQ(empty.json()["error"]["kind"], "emptyStatusBarOverride");
+  expectFailure(orvanta({"--json", "status-bar", "set"}), "emptyStatusBarOverride",
+                "Set at least one status bar field before applying.");
   EXPECT_EQ(orvanta({"status-bar", "set", "--data-network", "6g"}).status, 2);
 
   ASSERT_EQ(
@@ -84,9 +77,8 @@ TEST_F(ControlsCliTest, WithoutABootedTargetNothingRuns) {
   auto refused = orvanta({"ui", "appearance", "dark"});
   EXPECT_EQ(refused.status, 1);
   EXPECT_TRUE(refused.err.starts_with("orvanta: Choose a booted simulator.\n2 Simulators booted")) << refused.err;
-  auto lost = orvanta({"--json", "--device", testing::kIPadPro, "status-bar", "clear"});
-  EXPECT_EQ(lost.status, 1);
-  EXPECT_EQ(lost.json()["error"]["kind"], "simulatorNotBooted");
+  expectFailure(orvanta({"--json", "--device", testing::kIPadPro, "status-bar", "clear"}), "simulatorNotBooted",
+                "The selected simulator is no longer booted. Choose a simulator explicitly.");
 }
 
 }  // namespace

@@ -16,25 +16,11 @@ using Json = nlohmann::json;
 
 constexpr const char* kNoHandler = "No app on the simulator is registered to handle this URL.";
 
-class DeepLinkCliTest : public testing::CliTest {
+class DeepLinkCliTest : public testing::TargetedCliTest {
  protected:
-  void SetUp() override {
-    CliTest::SetUp();
-    ASSERT_EQ(orvanta({"target", "set", kIPhone16}).status, 0);
-  }
-
-  Json emulatorDevice(const char* udid) {
-    const Json document = Json::parse(testing::readBytes(root() / "emulator" / "devices.json").value());
-    for (const auto& runtime : document["runtimes"]) {
-      for (const auto& device : runtime["devices"]) {
-        if (device["udid"] == udid) return device;
-      }
-    }
-    return {};
-  }
   Json openedURLs(const char* udid) {
-    const Json device = emulatorDevice(udid);
-    return device.contains("emulator") ? device["emulator"].value("openedURLs", Json::array()) : Json::array();
+    const Json opened = emulatorState(udid, "openedURLs");
+    return opened.is_null() ? Json::array() : opened;
   }
 };
 

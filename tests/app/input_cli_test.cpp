@@ -18,16 +18,8 @@ using Json = nlohmann::json;
 
 constexpr const char* kUnicode = "Zo\xC3\xAB \xF0\x9F\x91\xA9\xE2\x80\x8D\xF0\x9F\x92\xBB e\xCC\x81\xCC\xA3\nline two";
 
-class InputCliTest : public testing::CliTest {
+class InputCliTest : public testing::TargetedCliTest {
  protected:
-  void SetUp() override {
-    CliTest::SetUp();
-    // No clipboard tool unless a test installs one.
-    setEnvironment("DISPLAY", "");
-    setEnvironment("WAYLAND_DISPLAY", "");
-    ASSERT_EQ(orvanta({"target", "set", kIPhone16}).status, 0);
-  }
-
   // An xclip on PATH whose clipboard is the emulator's host pasteboard, as the Mac's is for simctl.
   void installHostClipboard() {
     const auto bin = root() / "bin";

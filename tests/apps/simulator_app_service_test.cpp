@@ -94,56 +94,49 @@ TEST_F(SimulatorAppServiceTest, ArgumentListsAndResults) {
 }
 
 TEST_F(SimulatorAppServiceTest, EveryFailureHasItsSentence) {
+  const auto exited = [](int status, std::string stderrText, std::string stdoutText = {}) -> ProcessRunner::Result {
+    return ProcessRunner::Output{ByteBuffer(stdoutText), ByteBuffer(stderrText), status, false};
+  };
   auto apps = service();
   auto launch = [&] { return errorOf(apps.launch(kUDID, notes())); };
   auto terminate = [&] { return errorOf(apps.terminate(kUDID, notes())); };
-  auto install = [&] { return errorOf(apps.install(kUDID, "/tmp/Nope.app")); };
   auto uninstall = [&] { return errorOf(apps.uninstall(kUDID, notes())); };
   auto list = [&] { return errorOf(apps.listApps(kUDID)); };
-  auto container = [&] { return errorOf(apps.container(kUDID, notes())); };
-
   struct Step {
-    std::function<void()> replies;
     std::function<SimulatorAppError()> run;
+    std::vector<ProcessRunner::Result> replies;
     Case kind;
     std::string sentence;
   };
   const std::vector<Step> steps = {
-      {[&] { fake.reply("", 4, "Simulator device failed to launch.\n\tThe request failed.\n"); }, launch,
-       Case::launchFailed, "Couldn't launch Field Notes: Simulator device failed to launch.\n\tThe request failed."},
-      {[&] { fake.reply("", 1); }, launch, Case::launchFailed, "Couldn't launch Field Notes."},
-      {[&] { fake.reply("", 3, kTerminateNotRunning); }, terminate, Case::appNotRunning, "Field Notes isn't running."},
-      {[&] { fake.reply("", 1, "Simulator device returned an error.\n"); }, terminate, Case::terminateFailed,
+      {launch, {exited(4, "Simulator device failed to launch.\n\tThe request failed.\n")}, Case::launchFailed,
+       "Couldn't launch Field Notes: Simulator device failed to launch.\n\tThe request failed."},
+      {launch, {exited(1, "")}, Case::launchFailed, "Couldn't launch Field Notes."},
+      {terminate, {exited(3, kTerminateNotRunning)}, Case::appNotRunning, "Field Notes isn't running."},
+      {terminate, {exited(1, "Simulator device returned an error.\n")}, Case::terminateFailed,
        "Couldn't terminate Field Notes: Simulator device returned an error."},
-      {[&] { fake.reply("", 2, "Failed to install the requested application\n"); }, install, Case::installFailed,
+      {[&] { return errorOf(apps.install(kUDID, "/tmp/Nope.app")); },
+       {exited(2, "Failed to install the requested application\n")}, Case::installFailed,
        "Install failed: Failed to install the requested application"},
-      {[&] { fake.reply("details on stdout\n", 1); }, uninstall, Case::uninstallFailed,
+      {uninstall, {exited(1, "", "details on stdout\n")}, Case::uninstallFailed,
        "Couldn't uninstall Field Notes: details on stdout"},
-      {[&] {
-         fake.reply("");
-         fake.reply("{ com.example.notes = { ApplicationType = Hidden; }; }");  // hidden, but still there
-       },
-       uninstall, Case::appStillInstalled, "The simulator did not remove the app: Field Notes"},
-      {[&] {
-         fake.reply("");
-         fake.reply("", 165, "Unable to lookup in current state: Shutdown\n");
-       },
-       uninstall, Case::simctlFailed, "simctl failed (exit 165): Unable to lookup in current state: Shutdown"},
-      {[&] { fake.reply("{ a = \"caf\xe9\"; }"); }, list, Case::unreadableOutput,
+      // Hidden, but still there.
+      {uninstall, {exited(0, ""), exited(0, "", "{ com.example.notes = { ApplicationType = Hidden; }; }")},
+       Case::appStillInstalled, "The simulator did not remove the app: Field Notes"},
+      {uninstall, {exited(0, ""), exited(165, "Unable to lookup in current state: Shutdown\n")}, Case::simctlFailed,
+       "simctl failed (exit 165): Unable to lookup in current state: Shutdown"},
+      {list, {exited(0, "", "{ a = \"caf\xe9\"; }")}, Case::unreadableOutput,
        "Couldn't read the app list: The output is not valid UTF-8."},
-      {[&] { fake.fail(ProcessRunnerError::executableNotFound("/usr/bin/xcrun")); }, list, Case::simctlUnavailable,
+      {list, {unexpected(ProcessRunnerError::executableNotFound("/usr/bin/xcrun"))}, Case::simctlUnavailable,
        "Couldn't run simctl: Executable not found at /usr/bin/xcrun."},
-      {[&] { fake.fail(ProcessRunnerError::cancelled()); }, uninstall, Case::cancelled, "Cancelled."},
-      {[&] { fake.reply("", 2, "No such file or directory\n"); }, container, Case::simctlFailed,
-       "simctl failed (exit 2): No such file or directory"},
+      {uninstall, {unexpected(ProcessRunnerError::cancelled())}, Case::cancelled, "Cancelled."},
   };
-  for (std::size_t i = 0; i < steps.size(); ++i) {
-    SCOPED_TRACE("step " + std::to_string(i) + ": " + steps[i].sentence);
-    fake.replies.clear();
-    steps[i].replies();
-    const auto error = steps[i].run();
-    EXPECT_EQ(error.kind, steps[i].kind);
-    EXPECT_EQ(error.description(), steps[i].sentence);
+  for (const auto& step : steps) {
+    SCOPED_TRACE(step.sentence);
+    fake.replies.assign(step.replies.begin(), step.replies.end());
+    const auto error = step.run();
+    EXPECT_EQ(error.kind, step.kind);
+    EXPECT_EQ(error.description(), step.sentence);
     EXPECT_FALSE(gate.holder(kUDID)) << "the gate must be free after every operation";
   }
 }

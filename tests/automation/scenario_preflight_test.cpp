@@ -93,7 +93,6 @@ TEST_F(ScenarioPreflightTest, EveryStepIsCheckedByItsToolAndIssuesKeepStepOrder)
   auto scenario = scenarioOf({
       step("1", ScenarioStepKind::setAppearance(SimulatorAppearance::dark)),
       step("2", ScenarioStepKind::setStatusBarOverride(badBars)),
-      step("3", ScenarioStepKind::setStatusBarOverride({})),
       step("4", ScenarioStepKind::runLocationRoute("0B1C2D3E-4F50-4617-8293-A4B5C6D7E8F9", 0.09)),
       step("5", ScenarioStepKind::privacyAction("grant", "all")),
       step("6", ScenarioStepKind::privacyAction("grant", "teleport")),
@@ -105,7 +104,6 @@ TEST_F(ScenarioPreflightTest, EveryStepIsCheckedByItsToolAndIssuesKeepStepOrder)
   EXPECT_EQ(issues(scenario, {kBooted, "com.example.cafe"}),
             (std::vector<std::string>{
                 "invalidStatusBarOverride @2: Status bar override: Wi-Fi bars must be between 0 and 3 (got 7).",
-                "invalidStatusBarOverride @3: Status bar override: Set at least one status bar field before applying.",
                 "routeNotFound @4: That saved route no longer exists.",
                 "invalidRouteSpeed @4: That route's speed is out of range.",
                 "unsupportedPrivacyAction @5: grant isn't supported for All Permissions.",
@@ -150,44 +148,34 @@ TEST_F(ScenarioPreflightTest, APlanAndItsConfirmationForMixedSteps) {
   StatusBarOverride bar;
   bar.time = "9:41";
   auto scenario = scenarioOf({
-      step("1", ScenarioStepKind::setAppearance(SimulatorAppearance::dark)),
-      step("2", ScenarioStepKind::setStatusBarOverride(bar)),
-      step("3", ScenarioStepKind::privacyAction("grant", "photos")),
-      step("4", ScenarioStepKind::privacyAction("reset", "photos")),
-      step("5", ScenarioStepKind::resetAppData(true)),
-      step("6", ScenarioStepKind::sendPush(R"( {"aps": {"alert": "Hi"}} )")),
+      step("1", ScenarioStepKind::setStatusBarOverride(bar)),
+      step("2", ScenarioStepKind::resetAppData(true)),
+      step("3", ScenarioStepKind::sendPush(R"( {"aps": {"alert": "Hi"}} )")),
   });
   auto outcome = preflight.check(scenario, {kBooted, "com.example.cafe"});
   ASSERT_TRUE(outcome);
   ASSERT_TRUE(outcome->plan) << outcome->issues.at(0).description();
   const auto& plan = *outcome->plan;
   EXPECT_EQ(plan.simulatorName, "iPhone 16");
-  EXPECT_EQ(plan.steps.at(5).resolved.payload, R"({"aps": {"alert": "Hi"}})");
-  EXPECT_EQ(plan.steps.at(4).resolved.resetPlan.app.bundleIdentifier, "com.example.cafe");
-  EXPECT_TRUE(plan.steps.at(4).resolved.resetPlan.resetPermissions);
+  EXPECT_EQ(plan.steps.at(2).resolved.payload, R"({"aps": {"alert": "Hi"}})");
+  EXPECT_EQ(plan.steps.at(1).resolved.resetPlan.app.bundleIdentifier, "com.example.cafe");
+  EXPECT_TRUE(plan.steps.at(1).resolved.resetPlan.resetPermissions);
 
   auto confirmation = makeScenarioConfirmation(plan);
   EXPECT_EQ(confirmation.title, "Run Scenario");
-  EXPECT_EQ(confirmation.confirmButtonTitle, "Run 6 Steps");
+  EXPECT_EQ(confirmation.confirmButtonTitle, "Run 3 Steps");
   EXPECT_EQ(confirmation.target, "Caf\xC3\xA9 \"Bar\" (com.example.cafe) on iPhone 16");
   EXPECT_EQ(confirmation.text(),
             "Steps:\n"
-            "1. Set Appearance: Dark\n"
-            "2. Set Status Bar Override\n"
-            "3. Grant Privacy: Photos\n"
-            "4. Reset Privacy: Photos\n"
-            "5. Reset App Data (also reset permissions)\n"
-            "6. Send Push Notification\n"
+            "1. Set Status Bar Override\n"
+            "2. Reset App Data (also reset permissions)\n"
+            "3. Send Push Notification\n"
             "\n"
             "Irreversible or unverifiable:\n"
-            "2. Set Status Bar Override \xE2\x80\x94 changes simulator state; resettable to a known default, not "
+            "1. Set Status Bar Override \xE2\x80\x94 changes simulator state; resettable to a known default, not "
             "restored automatically.\n"
-            "3. Grant Privacy: Photos \xE2\x80\x94 Orvanta can only confirm the command was accepted, not what the app "
-            "did with it. Cannot be un-sent.\n"
-            "4. Reset Privacy: Photos \xE2\x80\x94 changes simulator state; resettable to a known default, not restored "
-            "automatically.\n"
-            "5. Reset App Data (also reset permissions) \xE2\x80\x94 irreversible once the app is removed. No rollback.\n"
-            "6. Send Push Notification \xE2\x80\x94 Orvanta can only confirm the command was accepted, not what the app "
+            "2. Reset App Data (also reset permissions) \xE2\x80\x94 irreversible once the app is removed. No rollback.\n"
+            "3. Send Push Notification \xE2\x80\x94 Orvanta can only confirm the command was accepted, not what the app "
             "did with it. Cannot be un-sent.\n"
             "\n"
             "This is not a transaction: steps run in order, and a failure stops the ones after it. Nothing already "

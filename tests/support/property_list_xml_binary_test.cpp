@@ -214,10 +214,5 @@ TEST(PropertyListFormatTest, DetectsTheFormatFromTheFirstBytes) {
   }
 }
 
-TEST(PropertyListErrorTest, LimitsWithoutAPositionAreSentences) {
-  EXPECT_EQ(PropertyListError::tooDeep().description(), "The property list nests more than 256 levels deep.");
-  EXPECT_EQ(PropertyListError::tooLarge().description(), "The property list is too large.");
-}
-
 }  // namespace
 }  // namespace orvanta
