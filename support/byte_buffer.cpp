@@ -3,6 +3,7 @@
 #include <sys/mman.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <new>
@@ -18,16 +19,36 @@ namespace {
 constexpr std::size_t kMappedThreshold = std::size_t{1} << 20;
 
 #if ORVANTA_HAVE_MREMAP
-// The pages of a mapping are made ready in chunks of this size, each just before the first write into it.
-// A page fault costs microseconds (far more under virtualisation) and a growing capture would otherwise
-// take one per 4 KiB page; populating a chunk in one call costs a fraction of that. Populating whole new
-// halves of the mapping instead wasted up to half of it: the last doubling is mostly never written.
-// (Huge pages were faster on average but erratic, since they depend on the kernel finding free 2 MiB
-// runs, so they are not asked for.)
-constexpr std::size_t kPopulateChunk = std::size_t{2} << 20;
+// A mapped buffer is aligned to, and a multiple of, this size: the size of a huge page on x86-64 and
+// arm64 Linux. Its pages are made ready in chunks of this size too, each just before the first write into
+// it. A page fault costs microseconds (far more under virtualisation) and a growing capture would otherwise
+// take one per 4 KiB page; populating a chunk in one call costs a fraction of that, and where the kernel
+// can give the chunk one huge page, zeroing and mapping it is cheaper again. Populating whole new halves
+// of the mapping instead wasted up to half of it: the last doubling is mostly never written.
+constexpr std::size_t kChunk = std::size_t{2} << 20;
 
 constexpr std::size_t alignDown(std::size_t value) {
-  return value & ~(kPopulateChunk - 1);
+  return value & ~(kChunk - 1);
+}
+
+// A fresh read-write mapping of `size` bytes (a multiple of kChunk) at an address aligned to kChunk, or
+// nullptr. Alignment is what lets the kernel use huge pages, and lets mremap() carry them over whole.
+char* mapAligned(std::size_t size) {
+  void* memory = ::mmap(nullptr, size + kChunk, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+  if (memory == MAP_FAILED) return nullptr;
+  const auto start = reinterpret_cast<std::uintptr_t>(memory);
+  const auto aligned = (start + kChunk - 1) & ~std::uintptr_t{kChunk - 1};
+  if (aligned > start) ::munmap(memory, aligned - start);
+  if (const auto tail = start + kChunk - aligned; tail > 0) ::munmap(reinterpret_cast<char*>(aligned + size), tail);
+  return reinterpret_cast<char*>(aligned);
+}
+
+// Asks for huge pages where the system has them. Only a hint: without transparent huge pages, or when
+// the kernel finds no free 2 MiB run, the chunk gets ordinary pages.
+void preferHugePages([[maybe_unused]] char* data, [[maybe_unused]] std::size_t size) {
+#ifdef MADV_HUGEPAGE
+  (void)::madvise(data, size, MADV_HUGEPAGE);
+#endif
 }
 
 // Populates [begin, end) of the mapping at `data`, clipped to `capacity`. Only a hint: a kernel without
@@ -96,20 +117,26 @@ void ByteBuffer::grow(std::size_t minimumCapacity) {
   std::size_t capacity = std::max({minimumCapacity, capacity_ * 2, std::size_t{4096}});
 #if ORVANTA_HAVE_MREMAP
   if (capacity >= kMappedThreshold) {
-    capacity = (capacity + 4095) & ~std::size_t{4095};
-    void* memory = nullptr;
+    capacity = (capacity + kChunk - 1) & ~(kChunk - 1);
+    char* memory = mapAligned(capacity);
+    if (memory == nullptr) throw std::bad_alloc();
     if (mapped_) {
-      memory = ::mremap(data_, capacity_, capacity, MREMAP_MAYMOVE);
+      // The old pages move to the new place as they are (page tables, not bytes), replacing the fresh
+      // mapping there.
+      void* moved = ::mremap(data_, capacity_, capacity, MREMAP_MAYMOVE | MREMAP_FIXED, memory);
+      if (moved == MAP_FAILED) {
+        ::munmap(memory, capacity);
+        throw std::bad_alloc();
+      }
     } else {
-      memory = ::mmap(nullptr, capacity, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-      if (memory != MAP_FAILED && size_ > 0) std::memcpy(memory, data_, size_);
-      if (memory != MAP_FAILED) std::free(data_);
+      if (size_ > 0) std::memcpy(memory, data_, size_);
+      std::free(data_);
     }
-    if (memory == MAP_FAILED) throw std::bad_alloc();
-    data_ = static_cast<char*>(memory);
-    // A fresh mapping gets the chunk where writing goes on; a remapped one keeps its ready pages, and
+    preferHugePages(memory, capacity);
+    // A fresh mapping gets the chunk where writing goes on; a moved one keeps its ready pages, and
     // spareCapacity() readies each further chunk as writing reaches it.
-    if (!mapped_) populate(data_, alignDown(size_), alignDown(size_) + kPopulateChunk, capacity);
+    if (!mapped_) populate(memory, alignDown(size_), alignDown(size_) + kChunk, capacity);
+    data_ = memory;
     capacity_ = capacity;
     mapped_ = true;
     return;
@@ -135,8 +162,8 @@ std::span<char> ByteBuffer::spareCapacity(std::size_t minimum, std::size_t maxim
   // Ready the chunks that writing into the span enters: those after the one holding size_, or that one
   // too when size_ is at its start. While the buffer fills, each chunk is entered by one span only.
   if (mapped_ && length > 0) {
-    const std::size_t first = size_ % kPopulateChunk == 0 ? size_ : alignDown(size_) + kPopulateChunk;
-    populate(data_, first, alignDown(size_ + length - 1) + kPopulateChunk, capacity_);
+    const std::size_t first = size_ % kChunk == 0 ? size_ : alignDown(size_) + kChunk;
+    populate(data_, first, alignDown(size_ + length - 1) + kChunk, capacity_);
   }
 #endif
   return {data_ + size_, length};
