@@ -11,8 +11,11 @@ if(ORVANTA_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
     set(CMAKE_CXX_COMPILER_LAUNCHER ${launcher})
     set(CMAKE_C_COMPILER_LAUNCHER ${launcher})
     # GCC's precompiled headers can be cached only when the preprocessed text names them.
+    # Clang's, only when they carry no timestamp.
     if(ORVANTA_PCH AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
       add_compile_options(-fpch-preprocess)
+    elseif(ORVANTA_PCH AND CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+      add_compile_options("SHELL:-Xclang -fno-pch-timestamp")
     endif()
   endif()
 endif()
