@@ -1,5 +1,8 @@
 // orvanta scenario list|show|import|export|duplicate|delete|rename|move|check|run
 #include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cmath>
+#include <fmt/format.h>
 #include <fstream>
 #include <iterator>
 #include <nlohmann/json.hpp>
@@ -360,11 +363,11 @@ const char* outcomeWords(ScenarioStepOutcome::Case kind) {
   return "";
 }
 
+// Tenths of a second, or whole milliseconds for steps too quick for a tenth to say anything.
 std::string durationText(const std::optional<double>& seconds) {
   if (!seconds) return "";
-  std::array<char, 32> buffer{};
-  std::snprintf(buffer.data(), buffer.size(), " (%.1f s)", *seconds);
-  return buffer.data();
+  if (*seconds < 0.1) return fmt::format(" ({} ms)", std::lround(std::max(*seconds, 0.0) * 1000));
+  return fmt::format(" ({:.1f} s)", *seconds);
 }
 
 CommandOutcome runScenario(CommandContext& context, const RunOptions& options) {
