@@ -1,8 +1,8 @@
 // orvanta scenario list|show|import|export|duplicate|delete|rename|move|check|run
+#include <fmt/format.h>
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cmath>
-#include <fmt/format.h>
 #include <fstream>
 #include <iterator>
 #include <nlohmann/json.hpp>

@@ -7,6 +7,8 @@
 #include <iterator>
 #include <sstream>
 
+#include "support/text.hpp"
+
 namespace orvanta {
 
 namespace detail {
@@ -22,6 +24,27 @@ std::optional<std::filesystem::path> findOnPath(std::initializer_list<std::strin
     }
   }
   return std::nullopt;
+}
+
+expected<ProcessRunner::Output, HostPasteboardError> runClipboardTool(
+    const RunWithOptionsFunction& run, const std::filesystem::path& tool, const std::vector<std::string>& arguments,
+    std::optional<std::string> input, ProcessRunner::Options options, orvanta::stop_token stop) {
+  constexpr double kTimeoutSeconds = 15.0;
+  options.standardInput = std::move(input);
+  options.timeout = kTimeoutSeconds;
+  auto output = run(tool, arguments, options, std::move(stop));
+  if (!output) return unexpected(HostPasteboardError::failed(output.error().description()));
+  return std::move(*output);
+}
+
+expected<void, HostPasteboardError> clipboardToolSucceeded(
+    const expected<ProcessRunner::Output, HostPasteboardError>& output, const std::filesystem::path& tool) {
+  if (!output) return unexpected(output.error());
+  if (output->terminationStatus == 0 && !output->terminatedBySignal) return {};
+  const std::string detail(trimWhitespace(output->stderr.view()));
+  std::string message = tool.filename().string() + " failed";
+  if (!detail.empty()) message += ": " + detail;
+  return unexpected(HostPasteboardError::failed(message + (message.ends_with('.') ? "" : ".")));
 }
 }  // namespace detail
 

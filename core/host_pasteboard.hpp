@@ -12,6 +12,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "core/process_runner.hpp"
 #include "support/expected.hpp"
@@ -77,13 +78,23 @@ class InMemoryHostPasteboard final : public HostPasteboard {
 
  private:
   mutable std::mutex mutex_;
-  std::optional<Contents> contents_;        // guarded by mutex_
+  std::optional<Contents> contents_;         // guarded by mutex_
   std::optional<HostPasteboardError> fail_;  // guarded by mutex_
 };
 
 namespace detail {
 // The first of `names` that is an executable file in one of the folders of $PATH.
 [[nodiscard]] std::optional<std::filesystem::path> findOnPath(std::initializer_list<std::string_view> names);
+
+// Runs one clipboard tool within the time limit every clipboard tool gets; `options` carries what the
+// platform adds (environment, endAtExit). A failure to run it at all is an error; its exit is not.
+[[nodiscard]] expected<ProcessRunner::Output, HostPasteboardError> runClipboardTool(
+    const RunWithOptionsFunction& run, const std::filesystem::path& tool, const std::vector<std::string>& arguments,
+    std::optional<std::string> input, ProcessRunner::Options options, orvanta::stop_token stop);
+
+// Nothing when the tool ran and exited 0; otherwise the error, or "<tool> failed: <what it said>."
+[[nodiscard]] expected<void, HostPasteboardError> clipboardToolSucceeded(
+    const expected<ProcessRunner::Output, HostPasteboardError>& output, const std::filesystem::path& tool);
 }  // namespace detail
 
 }  // namespace orvanta

@@ -8,8 +8,6 @@
 namespace orvanta {
 namespace {
 
-constexpr double kTimeoutSeconds = 15.0;
-
 class LinuxHostPasteboard final : public HostPasteboard {
  public:
   explicit LinuxHostPasteboard(RunWithOptionsFunction run) : run_(std::move(run)) {}
@@ -46,8 +44,7 @@ class LinuxHostPasteboard final : public HostPasteboard {
     if (!tool) return unexpected(tool.error());
     if (!tool->wayland) return write({}, "text/plain;charset=utf-8", stop);
     auto output = run(tool->copy, {"--clear"}, std::nullopt, stop);
-    if (!output) return unexpected(output.error());
-    return checked(*output, tool->copy);
+    return detail::clipboardToolSucceeded(output, tool->copy);
   }
 
  private:
@@ -69,8 +66,8 @@ class LinuxHostPasteboard final : public HostPasteboard {
       if (auto xclip = detail::findOnPath({"xclip"})) return Tool{false, *xclip, *xclip};
     }
     if ((!wayland || !*wayland) && (!x11 || !*x11)) {
-      return unexpected(HostPasteboardError::unavailable(
-          "There is no graphical session here, so there is no clipboard to copy to."));
+      return unexpected(
+          HostPasteboardError::unavailable("There is no graphical session here, so there is no clipboard to copy to."));
     }
     return unexpected(HostPasteboardError::unavailable(
         "No clipboard tool was found: install wl-clipboard (Wayland) or xclip (X11)."));
@@ -81,23 +78,9 @@ class LinuxHostPasteboard final : public HostPasteboard {
                                                            std::optional<std::string> input,
                                                            orvanta::stop_token stop) const {
     ProcessRunner::Options options;
-    options.standardInput = std::move(input);
-    options.timeout = kTimeoutSeconds;
     // wl-copy and xclip keep serving the clipboard from a background copy of themselves.
     options.endAtExit = true;
-    auto output = run_(tool, arguments, options, std::move(stop));
-    if (!output) return unexpected(HostPasteboardError::failed(output.error().description()));
-    return std::move(*output);
-  }
-
-  static expected<void, HostPasteboardError> checked(const ProcessRunner::Output& output,
-                                                     const std::filesystem::path& tool) {
-    if (output.terminationStatus == 0 && !output.terminatedBySignal) return {};
-    std::string detail = output.stderr.str();
-    while (!detail.empty() && (detail.back() == '\n' || detail.back() == ' ')) detail.pop_back();
-    std::string message = tool.filename().string() + " failed";
-    if (!detail.empty()) message += ": " + detail;
-    return unexpected(HostPasteboardError::failed(message + (message.ends_with('.') ? "" : ".")));
+    return detail::runClipboardTool(run_, tool, arguments, std::move(input), std::move(options), std::move(stop));
   }
 
   expected<void, HostPasteboardError> write(std::string bytes, const std::string& mimeType, orvanta::stop_token stop) {
@@ -111,8 +94,7 @@ class LinuxHostPasteboard final : public HostPasteboard {
                    "-in"};
     }
     auto output = run(tool->copy, arguments, std::move(bytes), stop);
-    if (!output) return unexpected(output.error());
-    return checked(*output, tool->copy);
+    return detail::clipboardToolSucceeded(output, tool->copy);
   }
 
   RunWithOptionsFunction run_;

@@ -4,25 +4,24 @@
 namespace orvanta {
 namespace {
 
-constexpr double kTimeoutSeconds = 15.0;
-
 class MacHostPasteboard final : public HostPasteboard {
  public:
   explicit MacHostPasteboard(RunWithOptionsFunction run) : run_(std::move(run)) {}
 
   expected<void, HostPasteboardError> copyText(std::string_view text, orvanta::stop_token stop) override {
-    return checked(run("/usr/bin/pbcopy", {}, std::string(text), stop), "pbcopy");
+    return detail::clipboardToolSucceeded(run("/usr/bin/pbcopy", {}, std::string(text), stop), "pbcopy");
   }
 
   expected<void, HostPasteboardError> copyFile(const std::filesystem::path& file, std::string_view mimeType,
                                                orvanta::stop_token stop) override {
     // The path travels as an argument of the script, never inside its text.
     const std::string value = mimeType == "image/png" ? "(read (POSIX file (item 1 of argv)) as «class PNGf»)"
-                                                       : "(POSIX file (item 1 of argv))";
-    return checked(run("/usr/bin/osascript",
-                       {"-e", "on run argv", "-e", "set the clipboard to " + value, "-e", "end run", file.string()},
-                       std::nullopt, stop),
-                   "osascript");
+                                                      : "(POSIX file (item 1 of argv))";
+    return detail::clipboardToolSucceeded(
+        run("/usr/bin/osascript",
+            {"-e", "on run argv", "-e", "set the clipboard to " + value, "-e", "end run", file.string()}, std::nullopt,
+            stop),
+        "osascript");
   }
 
   expected<std::optional<std::string>, HostPasteboardError> readText(orvanta::stop_token stop) override {
@@ -33,7 +32,7 @@ class MacHostPasteboard final : public HostPasteboard {
   }
 
   expected<void, HostPasteboardError> clear(orvanta::stop_token stop) override {
-    return checked(run("/usr/bin/pbcopy", {}, std::string(), stop), "pbcopy");
+    return detail::clipboardToolSucceeded(run("/usr/bin/pbcopy", {}, std::string(), stop), "pbcopy");
   }
 
  private:
@@ -42,21 +41,8 @@ class MacHostPasteboard final : public HostPasteboard {
                                                            std::optional<std::string> input,
                                                            orvanta::stop_token stop) const {
     ProcessRunner::Options options;
-    options.standardInput = std::move(input);
     options.environmentOverrides = std::map<std::string, std::string>{{"LANG", "en_US.UTF-8"}};
-    options.timeout = kTimeoutSeconds;
-    auto output = run_(tool, arguments, options, std::move(stop));
-    if (!output) return unexpected(HostPasteboardError::failed(output.error().description()));
-    return std::move(*output);
-  }
-
-  static expected<void, HostPasteboardError> checked(expected<ProcessRunner::Output, HostPasteboardError> output,
-                                                     const char* tool) {
-    if (!output) return unexpected(output.error());
-    if (output->terminationStatus == 0 && !output->terminatedBySignal) return {};
-    std::string detail = output->stderr.str();
-    while (!detail.empty() && (detail.back() == '\n' || detail.back() == ' ')) detail.pop_back();
-    return unexpected(HostPasteboardError::failed(std::string(tool) + " failed" + (detail.empty() ? "." : ": " + detail)));
+    return detail::runClipboardTool(run_, tool, arguments, std::move(input), std::move(options), std::move(stop));
   }
 
   RunWithOptionsFunction run_;
