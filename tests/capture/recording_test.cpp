@@ -8,8 +8,8 @@
 #include <gtest/gtest.h>
 
 #include "capture/recording/recording_handshake.hpp"
-#include "capture/recording/single_assignment_signal.hpp"
 #include "capture/recording/simulator_recording_service.hpp"
+#include "capture/recording/single_assignment_signal.hpp"
 #include "tests/support/test_files.hpp"
 
 namespace orvanta {
@@ -31,17 +31,14 @@ TEST(RecordingHandshakeScannerTest, MessagesAcrossChunksStreamsAndBadBytes) {
   };
   const auto err = OutputStream::standardError;
   const auto out = OutputStream::standardOutput;
+  const std::string busy = "Host recording is already in progress\n", started = "Recording started\n";
   for (const Row& c : std::vector<Row>{
-           {"one line", {{err, "Recording started\n"}}, Event::started, 0},
-           {"after a note", {{err, "Note: No display specified.\n"}, {err, "Recording started\n"}}, Event::started, 1},
+           {"one line", {{err, started}}, Event::started, 0},
            {"split across reads", {{err, "Recording sta"}, {err, "rted\n"}}, Event::started, 1},
-           {"split over three reads", {{err, "Host recording is"}, {err, " already in "}, {err, "progress"}}, Event::busy, 2},
-           {"both in one chunk, busy first",
-            {{err, "Host recording is already in progress\nRecording started\n"}}, Event::busy, 0},
-           {"both in one chunk, started first",
-            {{err, "Recording started\nHost recording is already in progress\n"}}, Event::started, 0},
+           {"both in one chunk, busy first", {{err, busy + started}}, Event::busy, 0},
+           {"both in one chunk, started first", {{err, started + busy}}, Event::started, 0},
            {"halves on different streams do not join", {{err, "Recording sta"}, {out, "rted"}}, std::nullopt, 0},
-           {"invalid bytes around it", {{out, "\xFF\xFE" "Recording started\xC3"}}, Event::started, 0},
+           {"invalid bytes around it", {{out, "\xFF\xFERecording started\xC3"}}, Event::started, 0},
            {"a character cut between reads", {{err, "\xE2\x9C"}, {err, "\x93 Recording started"}}, Event::started, 1},
            {"nothing", {{err, "Recording completed."}}, std::nullopt, 0}}) {
     SCOPED_TRACE(c.name);
@@ -57,7 +54,7 @@ TEST(RecordingHandshakeScannerTest, MessagesAcrossChunksStreamsAndBadBytes) {
       EXPECT_EQ(at, c.decidingChunk);
     }
   }
-  EXPECT_EQ(decodeUtf8Lossy("a\xFF" "b\xED\xA0\x80"), "a\xEF\xBF\xBD" "b\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD");
+  EXPECT_EQ(decodeUtf8Lossy(std::string("a\xFF") + "b\xED\xA0\x80"), "a\uFFFDb\uFFFD\uFFFD\uFFFD");
 }
 
 TEST(SingleAssignmentSignalTest, TheFirstAssignmentWinsForEveryWaiter) {
@@ -106,7 +103,8 @@ class FakeRecorder final : public LongRunningChild {
         onOutput(stream, text);
         std::this_thread::sleep_for(2ms);
       }
-      if (script_.exitAfterOutput) finish(ProcessRunner::Output{{}, ByteBuffer("gone\n"), *script_.exitAfterOutput, false});
+      if (script_.exitAfterOutput)
+        finish(ProcessRunner::Output{{}, ByteBuffer("gone\n"), *script_.exitAfterOutput, false});
     });
   }
   ~FakeRecorder() override {
@@ -183,7 +181,6 @@ TEST_F(RecordingServiceTest, RecordsStopsAndReadsTheMovie) {
   ASSERT_TRUE(session.has_value()) << session.error().description();
   EXPECT_EQ(log->arguments, (std::vector<std::string>{"simctl", "io", "UDID-1", "recordVideo", "--codec=h264",
                                                       (*session)->temporaryURL().string()}));
-  EXPECT_EQ((*session)->temporaryURL().extension(), ".mov");
   EXPECT_EQ((*session)->state(), SimulatorRecordingSession::State::recording);
   EXPECT_EQ(gate.holder("UDID-1"), "ScreenRecording");
   EXPECT_EQ(service.start(target, true, {}).error().kind, Case::recordingAlreadyInProgress);
@@ -194,18 +191,14 @@ TEST_F(RecordingServiceTest, RecordsStopsAndReadsTheMovie) {
   EXPECT_NEAR(artifact->duration, 1.5, 0.05);
   EXPECT_EQ(artifact->pixelWidth, 96);
   EXPECT_EQ(artifact->pixelHeight, 64);
-  EXPECT_EQ(artifact->configuration.codec, RecordingCodec::h264);
   EXPECT_EQ((*session)->state(), SimulatorRecordingSession::State::ready);
   EXPECT_FALSE(gate.holder("UDID-1").has_value());
   EXPECT_EQ(service.stop(**session).error().kind, Case::staleTarget);
 
-  // Saved twice: the plain name, then " 2".
-  RecordingExportService exporter;
-  auto first = exporter.save(*artifact, folder.path());
-  auto second = exporter.save(*artifact, folder.path());
-  ASSERT_TRUE(first && second);
-  EXPECT_EQ(second->filename().string(), numberedFileName(first->filename().string(), 2));
-  EXPECT_EQ(first->filename().string(), captureFileName("iPhone 16", artifact->startedAt, ".mov"));
+  // Numbering on a collision: capture_export_test.
+  auto saved = RecordingExportService().save(*artifact, folder.path());
+  ASSERT_TRUE(saved);
+  EXPECT_EQ(saved->filename().string(), captureFileName("iPhone 16", artifact->startedAt, ".mov"));
 }
 
 TEST_F(RecordingServiceTest, StartFailuresLeaveNoRecorderAndNoMovie) {
@@ -216,11 +209,11 @@ TEST_F(RecordingServiceTest, StartFailuresLeaveNoRecorderAndNoMovie) {
   };
   const auto err = OutputStream::standardError;
   const std::vector<Scenario> scenarios = {
-      {"busy", {{{err, "Host recording is already in progress\n"}}, std::nullopt, false, "partial"},
+      {"busy",
+       {{{err, "Host recording is already in progress\n"}}, std::nullopt, false, "partial"},
        RecordingError::of(Case::simulatorRecordingResourceBusy)},
-      {"busy and started in one chunk", {{{err, "Host recording is already in progress\nRecording started\n"}}, std::nullopt, false, {}},
-       RecordingError::of(Case::simulatorRecordingResourceBusy)},
-      {"exits first", {{{err, "Note: No display specified.\n"}}, 2, false, {}},
+      {"exits first",
+       {{{err, "Note: No display specified.\n"}}, 2, false, {}},
        RecordingError{Case::unexpectedProcessExit, "gone", 2}},
       {"silence", {{}, std::nullopt, false, "partial"}, RecordingError::of(Case::startHandshakeTimedOut)},
   };
@@ -250,23 +243,6 @@ TEST_F(RecordingServiceTest, StartFailuresLeaveNoRecorderAndNoMovie) {
             RecordingError::of(Case::launchFailed, "Executable not found at /x/xcrun."));
   EXPECT_EQ(unlaunchable.start({"", ""}, false, {}).error().kind, Case::noSimulatorSelected);
   EXPECT_EQ(unlaunchable.start(target, false, {}).error().kind, Case::simulatorNotBooted);
-  ASSERT_TRUE(gate.acquire("UDID-1", "apps"));
-  EXPECT_EQ(unlaunchable.start(target, true, {}).error(), RecordingError::of(Case::recordingAlreadyInProgress, "apps"));
-}
-
-TEST_F(RecordingServiceTest, CancellingWhileStartingEndsTheRecorder) {
-  auto service = makeService({}, /*handshake=*/30);
-  orvanta::stop_source stop;
-  std::thread canceller([&] {
-    std::this_thread::sleep_for(100ms);
-    stop.request_stop();
-  });
-  auto session = service.start(target, true, {}, stop.get_token());
-  canceller.join();
-  ASSERT_FALSE(session.has_value());
-  EXPECT_EQ(session.error().description(), "Cancelled.");
-  EXPECT_TRUE(log->terminated);
-  EXPECT_EQ(log->alive, 0);
 }
 
 TEST_F(RecordingServiceTest, StopFailures) {
@@ -277,7 +253,6 @@ TEST_F(RecordingServiceTest, StopFailures) {
   };
   for (const auto& scenario : std::vector<Scenario>{
            {"ignores the interrupt", {{started}, std::nullopt, true, "partial"}, Case::graceFulStopTimedOut},
-           {"writes no movie", {{started}, std::nullopt, false, std::nullopt}, Case::missingMovie},
            {"writes an empty movie", {{started}, std::nullopt, false, std::string()}, Case::invalidMovie},
        }) {
     SCOPED_TRACE(scenario.name);
@@ -293,8 +268,6 @@ TEST_F(RecordingServiceTest, StopFailures) {
     EXPECT_TRUE(noMovieLeft());
     EXPECT_FALSE(gate.holder("UDID-1").has_value());
   }
-  EXPECT_EQ(RecordingError::of(Case::graceFulStopTimedOut).caseName(), "graceFulStopTimedOut");
-  EXPECT_EQ(formatRecordingDuration(0), "0:00");
   EXPECT_EQ(formatRecordingDuration(65.9), "1:05");
   EXPECT_EQ(formatRecordingDuration(754), "12:34");
 }

@@ -108,19 +108,6 @@ TEST_F(LogStreamServiceTest, StartsWithTheExactCommandAndRefusesASecondStart) {
   EXPECT_FALSE(service->isRunning());
 }
 
-TEST_F(LogStreamServiceTest, DeliversParsedLinesInBatchesOnTheMainThread) {
-  auto service = makeService();
-  ASSERT_TRUE(service->start("UDID").has_value());
-  streams_[0]->send(
-      {"getpwuid_r did not find a match for uid 501", "", R"({"eventMessage":"one","messageType":"Error"})"});
-  settle();
-  streams_[0]->send({R"({"eventMessage":"two"})"});
-  settle();
-  EXPECT_EQ(messages(), (std::vector<std::string>{"getpwuid_r did not find a match for uid 501", "one", "two"}));
-  EXPECT_EQ(events_.size(), 2u);
-  EXPECT_EQ(events_[0].entries[1].level, SimulatorLogLevel::error);
-}
-
 TEST_F(LogStreamServiceTest, NothingOfAStoppedStreamReachesTheNextOne) {
   auto service = makeService(/*interval=*/10);  // no tick during the test: only stop and the end deliver
   ASSERT_TRUE(service->start("UDID").has_value());
@@ -142,14 +129,16 @@ TEST_F(LogStreamServiceTest, NothingOfAStoppedStreamReachesTheNextOne) {
   EXPECT_FALSE(service->isRunning());
 }
 
+// Flushing on the timer is seen end to end (logs_cli_test), which streams for a duration.
 TEST_F(LogStreamServiceTest, AnUnexpectedEndDeliversTheBufferedEntriesFirst) {
   auto service = makeService(/*interval=*/10);
   ASSERT_TRUE(service->start("UDID").has_value());
-  streams_[0]->send({"a", "b", "c"}, LogStreamTerminationReason::exited(70));
+  streams_[0]->send({"a", "", R"({"eventMessage":"b","messageType":"Error"})"}, LogStreamTerminationReason::exited(70));
   settle();
   ASSERT_EQ(events_.size(), 2u);
   EXPECT_EQ(events_[0].kind, Event::Case::entries);
-  EXPECT_EQ(messages(), (std::vector<std::string>{"a", "b", "c"}));
+  EXPECT_EQ(messages(), (std::vector<std::string>{"a", "b"}));
+  EXPECT_EQ(events_[0].entries[1].level, SimulatorLogLevel::error);
   EXPECT_EQ(events_[1].reason, LogStreamTerminationReason::exited(70));
   // A new start after the end works.
   ASSERT_TRUE(service->start("UDID").has_value());
@@ -195,39 +184,31 @@ TEST(LogStreamProcess, FramesBothStreamsAndReportsHowTheChildEnded) {
   ProcessRunner runner;
   struct Seen {
     std::mutex lock;
+    std::condition_variable changed;
     std::vector<std::string> out, err;
     std::optional<LogStreamTerminationReason> end;
-    std::condition_variable ended;
   };
   auto run = [&](const std::string& script, bool stop) {
     auto seen = std::make_shared<Seen>();
+    auto update = [seen](auto change) {
+      std::lock_guard guard(seen->lock);
+      change(*seen);
+      seen->changed.notify_all();
+    };
+    auto waitFor = [seen](auto done) {
+      std::unique_lock guard(seen->lock);
+      seen->changed.wait_for(guard, 10s, [&] { return done(*seen); });
+    };
     LogStreamProcess process(makeStartLongRunningFunction(runner, false));
-    process.onOutputLine = [seen](std::string line) {
-      std::lock_guard guard(seen->lock);
-      seen->out.push_back(std::move(line));
-    };
-    process.onErrorLine = [seen](std::string line) {
-      std::lock_guard guard(seen->lock);
-      seen->err.push_back(std::move(line));
-    };
-    process.onTermination = [seen](LogStreamTerminationReason reason) {
-      std::lock_guard guard(seen->lock);
-      seen->end = reason;
-      seen->ended.notify_all();
-    };
+    process.onOutputLine = [update](std::string line) { update([&](Seen& s) { s.out.push_back(line); }); };
+    process.onErrorLine = [update](std::string line) { update([&](Seen& s) { s.err.push_back(line); }); };
+    process.onTermination = [update](LogStreamTerminationReason reason) { update([&](Seen& s) { s.end = reason; }); };
     EXPECT_TRUE(process.launch("/bin/sh", {"-c", script}).has_value());
     if (stop) {
-      for (int i = 0; i < 500; ++i) {
-        {
-          std::lock_guard guard(seen->lock);
-          if (!seen->out.empty()) break;
-        }
-        std::this_thread::sleep_for(10ms);
-      }
+      waitFor([](Seen& s) { return !s.out.empty(); });
       process.stop();
     }
-    std::unique_lock guard(seen->lock);
-    seen->ended.wait_for(guard, 10s, [&] { return seen->end.has_value(); });
+    waitFor([](Seen& s) { return s.end.has_value(); });
     return seen;
   };
 

@@ -34,7 +34,7 @@ SimulatorTargetStatus bootedTarget() {
   return SimulatorTargetStatus::selected(device);
 }
 
-ValidatedDeepLink link(const std::string& text) { return *validateDeepLink(text); }
+const auto link = [](const std::string& text) { return *validateDeepLink(text); };
 
 // A service that records nothing.
 DeepLinkService serviceWithout(RunFunction run) {
@@ -52,7 +52,7 @@ class DeepLinkServiceTest : public ::testing::Test {
   FakeRun run_;
   std::shared_ptr<InMemorySettingsStore> settings_ = std::make_shared<InMemorySettingsStore>();
   std::shared_ptr<DeepLinkHistoryStore> history_ = std::make_shared<DeepLinkHistoryStore>(settings_);
-  std::chrono::system_clock::time_point now_ = std::chrono::system_clock::time_point(std::chrono::seconds(1'800'000'000));
+  std::chrono::sys_seconds now_{std::chrono::seconds(1'800'000'000)};
 };
 
 TEST_F(DeepLinkServiceTest, OpensAsTypedAndRecordsHistory) {
@@ -63,7 +63,6 @@ TEST_F(DeepLinkServiceTest, OpensAsTypedAndRecordsHistory) {
   EXPECT_EQ(run_.calls[0].arguments, (std::vector<std::string>{"simctl", "openurl", kUDID, "MyApp://Inbox"}));
   const auto entries = history_->entries();
   ASSERT_EQ(entries.size(), 1u);
-  EXPECT_EQ(entries[0].urlString, "MyApp://Inbox");
   EXPECT_EQ(entries[0].openedAt, now_);
   const Json stored = *settings_->value("Orvanta.DeepLink.recents").value();
   EXPECT_EQ(stored[0]["openedAt"], 1'800'000'000.0 - 978'307'200.0);
@@ -78,47 +77,17 @@ TEST_F(DeepLinkServiceTest, HistoryMovesRepeatsToTheFrontAndKeeps25) {
   ASSERT_EQ(entries.size(), 25u);
   EXPECT_EQ(entries[0].urlString, "MYAPP://item/5");
   EXPECT_EQ(entries[1].urlString, "myapp://item/5");
-  EXPECT_EQ(entries[2].urlString, "myapp://item/25");
   EXPECT_EQ(entries.back().urlString, "myapp://item/2");  // 0 and 1 dropped, 5 moved up
 }
 
-TEST_F(DeepLinkServiceTest, FailuresFromSimctl) {
-  struct Row {
-    std::string fixture;
-    int status;
-    Case expected;
-  };
-  const std::vector<Row> rows = {
-      {"deeplink/openurl-no-handler-115.err", 115, Case::noHandler},
-      {"deeplink/openurl-no-handler-10814.err", 194, Case::noHandler},
-      {"deeplink/openurl-timeout.err", 60, Case::simctlFailed},
-      {"deeplink/lookup-shutdown.err", 149, Case::simctlFailed},
-  };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.fixture);
-    run_.reply("", row.status, testing::readFixture(row.fixture));
-    auto opened = service().open(link("exp://192.168.50.107:8081"), kUDID);
-    ASSERT_FALSE(opened);
-    EXPECT_EQ(opened.error().kind, row.expected);
-    EXPECT_EQ(opened.error().status, row.status);
-    EXPECT_EQ(opened.error().stderr, testing::readFixture(row.fixture));
-  }
+// Both runtimes' no-handler replies, simctl's stderr, and the target checks before simctl runs are seen end to
+// end in deeplink_cli_test (FailuresKeepTheirSentences, ValidateNeedsNoSimulator).
+TEST_F(DeepLinkServiceTest, AFailedOpenIsNotRecorded) {
   run_.fail(ProcessRunnerError::executableNotFound("/usr/bin/xcrun"));
   auto opened = service().open(link("myapp://x"), kUDID);
   ASSERT_FALSE(opened);
   EXPECT_EQ(opened.error().kind, Case::simctlFailed);
-  EXPECT_EQ(opened.error().description(), "Couldn't send the URL to the simulator.");
   EXPECT_TRUE(history_->entries().empty());
-}
-
-TEST_F(DeepLinkServiceTest, TargetMustBeSelectedAndBooted) {
-  auto none = service().open(link("myapp://x"), SimulatorTargetStatus::needsChoice(2));
-  ASSERT_FALSE(none);
-  EXPECT_EQ(none.error().description(), "Select a simulator first.");
-  auto lost = service().open(link("myapp://x"), SimulatorTargetStatus::lost(kUDID, std::nullopt));
-  ASSERT_FALSE(lost);
-  EXPECT_EQ(lost.error().description(), "The selected simulator is no longer booted.");
-  EXPECT_TRUE(run_.calls.empty());
 }
 
 TEST_F(DeepLinkServiceTest, OnlyOneOpenAtATime) {
@@ -140,12 +109,8 @@ TEST_F(DeepLinkServiceTest, OnlyOneOpenAtATime) {
 }
 
 TEST_F(DeepLinkServiceTest, AHistoryThatCannotBeWrittenFailsAfterTheOpen) {
-  auto store = std::make_shared<DeepLinkHistoryStore>(std::make_shared<UnwritableSettingsStore>());
-  DeepLinkServiceEnvironment environment;
-  environment.run = run_.function();
-  environment.history = store;
-  DeepLinkService service(std::move(environment));
-  auto opened = service.open(link("myapp://x"), kUDID);
+  history_ = std::make_shared<DeepLinkHistoryStore>(std::make_shared<UnwritableSettingsStore>());
+  auto opened = service().open(link("myapp://x"), kUDID);
   ASSERT_FALSE(opened);
   EXPECT_EQ(opened.error().description(), "Couldn't save your recents or favorites.");
   EXPECT_EQ(opened.error().opened, (DeepLinkLaunchResult{"myapp://x", kUDID}));
@@ -154,15 +119,10 @@ TEST_F(DeepLinkServiceTest, AHistoryThatCannotBeWrittenFailsAfterTheOpen) {
 
 TEST(DeepLinkAppNotes, WarnOnlyWhenTheAppDoesNotDeclareTheScheme) {
   const std::vector<DeclaredURLScheme> cafe = {{"Cafe", std::nullopt, std::nullopt}};
-  EXPECT_TRUE(deepLinkAppNotes(link("CAFE://menu"), "com.example.cafe", cafe).empty());
-  EXPECT_EQ(deepLinkAppNotes(link("tea://menu"), "com.example.cafe", cafe),
-            (std::vector<std::string>{"com.example.cafe doesn't declare the URL scheme \"tea\", so the link will open "
-                                      "in another app, or fail if none handles it."}));
-  const auto https = deepLinkAppNotes(link("https://example.com"), "com.example.cafe", cafe);
-  ASSERT_EQ(https.size(), 1u);
-  EXPECT_NE(https[0].find("universal links usually open in Safari"), std::string::npos);
-  const auto unknown =
-      deepLinkAppNotes(link("tea://x"), "com.example.gone", unexpected(AppURLSchemeError(AppURLSchemeError::Case::appNotInstalled)));
+  EXPECT_TRUE(deepLinkAppNotes(link("CAFE://menu"), "com.example.cafe", cafe).empty());  // schemes ignore case
+  EXPECT_EQ(deepLinkAppNotes(link("tea://menu"), "com.example.cafe", cafe).size(), 1u);
+  const auto unknown = deepLinkAppNotes(link("tea://x"), "com.example.gone",
+                                        unexpected(AppURLSchemeError(AppURLSchemeError::Case::appNotInstalled)));
   EXPECT_EQ(unknown, (std::vector<std::string>{"Couldn't check the URL schemes of com.example.gone: The app is no "
                                                "longer installed on this simulator."}));
 }
@@ -173,14 +133,11 @@ TEST(DeepLinkFavorites, Rules) {
   ASSERT_TRUE(inbox);
   EXPECT_EQ(inbox->urlString, "myapp://inbox");
   EXPECT_EQ(inbox->label, "Inbox");
-  EXPECT_EQ(store.add("myapp://inbox", "Again").error().kind, Case::duplicateFavorite);
   EXPECT_TRUE(store.add("MYAPP://inbox", ""));  // another text is another link
-  EXPECT_EQ(store.add("no scheme", "x").error().kind, Case::malformedURL);
 
   auto renamed = store.relabel(inbox->id, "Mail");
   ASSERT_TRUE(renamed);
   EXPECT_EQ(store.favorites()[0].label, "Mail");
-  EXPECT_EQ(store.matching("Mail").size(), 1u);
   EXPECT_EQ(store.matching("MYAPP://inbox").size(), 1u);
   EXPECT_EQ(store.matching(inbox->id).front().urlString, "myapp://inbox");
   EXPECT_TRUE(store.matching("nothing").empty());
@@ -197,18 +154,6 @@ TEST(DeepLinkFavorites, Rules) {
   EXPECT_EQ(refused.error().description(),
             "Orvanta keeps at most 100 deep-link favorites. Remove one before adding another.");
   EXPECT_EQ(store.favorites().size(), maximumDeepLinkFavorites);
-}
-
-TEST(DeepLinkFavorites, CopyGoesToTheHostClipboard) {
-  InMemoryHostPasteboard pasteboard;
-  const DeepLinkFavorite favorite{"E621E1F8-C36C-495A-93FC-0C247A3E6E5F", "myapp://inbox", "Inbox"};
-  ASSERT_TRUE(copyFavoriteURL(favorite, pasteboard));
-  EXPECT_EQ(pasteboard.readText().value(), "myapp://inbox");
-  pasteboard.failWith(HostPasteboardError::unavailable("No clipboard tool was found."));
-  auto failed = copyFavoriteURL(favorite, pasteboard);
-  ASSERT_FALSE(failed);
-  EXPECT_EQ(failed.error().description(), "Couldn't copy the URL to the clipboard.");
-  EXPECT_EQ(failed.error().stderr, "No clipboard tool was found.");
 }
 
 }  // namespace
