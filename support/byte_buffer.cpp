@@ -26,6 +26,7 @@ constexpr std::size_t kMappedThreshold = std::size_t{1} << 20;
 // can give the chunk one huge page, zeroing and mapping it is cheaper again. Populating whole new halves
 // of the mapping instead wasted up to half of it: the last doubling is mostly never written.
 constexpr std::size_t kChunk = std::size_t{2} << 20;
+static_assert(kMappedThreshold <= kChunk, "a heap buffer moves into the first chunk of its mapping");
 
 constexpr std::size_t alignDown(std::size_t value) {
   return value & ~(kChunk - 1);
@@ -33,22 +34,20 @@ constexpr std::size_t alignDown(std::size_t value) {
 
 // A fresh read-write mapping of `size` bytes (a multiple of kChunk) at an address aligned to kChunk, or
 // nullptr. Alignment is what lets the kernel use huge pages, and lets mremap() carry them over whole.
-char* mapAligned(std::size_t size) {
+// Huge pages are asked for, as a hint: without transparent huge pages, or when the kernel finds no free
+// 2 MiB run, a chunk gets ordinary pages. mremap() keeps the hint on the pages it moves.
+char* mapForHugePages(std::size_t size) {
   void* memory = ::mmap(nullptr, size + kChunk, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
   if (memory == MAP_FAILED) return nullptr;
   const auto start = reinterpret_cast<std::uintptr_t>(memory);
   const auto aligned = (start + kChunk - 1) & ~std::uintptr_t{kChunk - 1};
   if (aligned > start) ::munmap(memory, aligned - start);
   if (const auto tail = start + kChunk - aligned; tail > 0) ::munmap(reinterpret_cast<char*>(aligned + size), tail);
-  return reinterpret_cast<char*>(aligned);
-}
-
-// Asks for huge pages where the system has them. Only a hint: without transparent huge pages, or when
-// the kernel finds no free 2 MiB run, the chunk gets ordinary pages.
-void preferHugePages([[maybe_unused]] char* data, [[maybe_unused]] std::size_t size) {
+  auto* data = reinterpret_cast<char*>(aligned);
 #ifdef MADV_HUGEPAGE
   (void)::madvise(data, size, MADV_HUGEPAGE);
 #endif
+  return data;
 }
 
 // Populates [begin, end) of the mapping at `data`, clipped to `capacity`. Only a hint: a kernel without
@@ -118,24 +117,22 @@ void ByteBuffer::grow(std::size_t minimumCapacity) {
 #if ORVANTA_HAVE_MREMAP
   if (capacity >= kMappedThreshold) {
     capacity = (capacity + kChunk - 1) & ~(kChunk - 1);
-    char* memory = mapAligned(capacity);
+    char* memory = mapForHugePages(capacity);
     if (memory == nullptr) throw std::bad_alloc();
     if (mapped_) {
       // The old pages move to the new place as they are (page tables, not bytes), replacing the fresh
-      // mapping there.
+      // mapping there; they stay ready, and spareCapacity() readies each further chunk as writing reaches it.
       void* moved = ::mremap(data_, capacity_, capacity, MREMAP_MAYMOVE | MREMAP_FIXED, memory);
       if (moved == MAP_FAILED) {
         ::munmap(memory, capacity);
         throw std::bad_alloc();
       }
     } else {
+      // The heap buffer (under kMappedThreshold) fits in the first chunk: ready it, then copy.
+      populate(memory, 0, kChunk, capacity);
       if (size_ > 0) std::memcpy(memory, data_, size_);
       std::free(data_);
     }
-    preferHugePages(memory, capacity);
-    // A fresh mapping gets the chunk where writing goes on; a moved one keeps its ready pages, and
-    // spareCapacity() readies each further chunk as writing reaches it.
-    if (!mapped_) populate(memory, alignDown(size_), alignDown(size_) + kChunk, capacity);
     data_ = memory;
     capacity_ = capacity;
     mapped_ = true;
