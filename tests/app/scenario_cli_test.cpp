@@ -85,19 +85,13 @@ const char* const kTitles[] = {"1. Set Appearance: Dark",
 TEST_F(ScenarioCliTest, EveryStepKindIsImportedCheckedRunAndReported) {
   import(Json::array({{ {"name", "Every kind"}, { "steps", everyStepKind(playedRouteID()) } }}));
 
+  // The confirmation's text is scenario_preflight_test's; here it is printed after the title and target.
   auto check = orvanta({"scenario", "check", "Every kind", "--app", "com.example.cafe"});
   ASSERT_EQ(check.status, 0) << check.err;
   EXPECT_TRUE(
       check.out.starts_with("Run Scenario: Every kind\nCaf\xC3\xA9 \"Bar\" (com.example.cafe) on iPhone 16\n\n"
                             "Steps:\n"))
       << check.out;
-  for (const char* title : kTitles) EXPECT_TRUE(contains(check.out, std::string(title) + "\n")) << title;
-  EXPECT_TRUE(contains(
-      check.out,
-      "11. Reset App Data (also reset permissions) \xE2\x80\x94 irreversible once the app is removed. No rollback.\n"));
-  EXPECT_TRUE(
-      check.out.ends_with("This is not a transaction: steps run in order, and a failure stops the ones after "
-                          "it. Nothing already applied is rolled back.\n"));
 
   // Without --yes a run needs a terminal to ask on; nothing runs.
   auto unconfirmed = orvanta({"scenario", "run", "Every kind", "--app", "com.example.cafe"});
@@ -121,12 +115,8 @@ TEST_F(ScenarioCliTest, EveryStepKindIsImportedCheckedRunAndReported) {
   const auto parsed = testing::parseJUnit(testing::readBytes(report).value());
   ASSERT_TRUE(parsed.wellFormed);
   ASSERT_EQ(parsed.order.size(), 13u);
-  for (std::size_t index = 0; index < 13; ++index) {
-    EXPECT_EQ(parsed.order[index], kTitles[index]);
-    EXPECT_EQ(parsed.children.at(kTitles[index]), std::vector<std::string>{"system-out"}) << kTitles[index];
-  }
-  EXPECT_EQ(parsed.attributes.at("testsuite.tests"), "13");
-  EXPECT_EQ(parsed.attributes.at("testsuite.failures"), "0");
+  for (std::size_t index = 0; index < 13; ++index) EXPECT_EQ(parsed.order[index], kTitles[index]);
+  EXPECT_EQ(parsed.attributes.at("testsuite.failures"), "0");  // each case's shape: scenario_junit_test
 }
 
 TEST_F(ScenarioCliTest, AFailedStepStopsTheRest) {
@@ -139,7 +129,8 @@ TEST_F(ScenarioCliTest, AFailedStepStopsTheRest) {
   auto run = orvanta({"--yes", "scenario", "run", "Links", "--app", "com.example.cafe"});
   EXPECT_EQ(run.status, 1);
   // A quick step's duration is in milliseconds, not "0.0 s".
-  EXPECT_TRUE(std::regex_search(run.out, std::regex(R"(2\. Open Deep Link \.\.\.\n   failed \(([1-9]\d* ms|\d+\.\d s)\): )")))
+  EXPECT_TRUE(
+      std::regex_search(run.out, std::regex(R"(2\. Open Deep Link \.\.\.\n   failed \(([1-9]\d* ms|\d+\.\d s)\): )")))
       << run.out;
   EXPECT_TRUE(contains(run.out, "3. Set Appearance: Light: not run\n1 succeeded, 1 failed, 1 not run.\n")) << run.out;
   EXPECT_EQ(emulatorAnswer({"ui", kIPhone16, "appearance"}), "dark\n");

@@ -6,8 +6,8 @@
 #include <algorithm>
 #include <condition_variable>
 #include <fstream>
-#include <nlohmann/json.hpp>
 #include <mutex>
+#include <nlohmann/json.hpp>
 #include <sstream>
 #include <streambuf>
 
@@ -27,19 +27,19 @@ SimulatorLogEntry entryWith(std::string message, std::optional<SimulatorLogLevel
   return entry;
 }
 
-constexpr const char* kBundle = "/Users/dev/Library/Developer/CoreSimulator/Devices/X/data/Containers/Bundle/"
-                                "Application/B11C7D65/MyApp.app";
+constexpr const char* kBundle =
+    "/Users/dev/Library/Developer/CoreSimulator/Devices/X/data/Containers/Bundle/"
+    "Application/B11C7D65/MyApp.app";
 
+// An entry without time, level or process is rendered end to end (logs_cli_test).
 TEST(ConsoleExportService, RendersOneLinePerEntry) {
   ::setenv("TZ", "UTC", 1);
   ::tzset();
   SimulatorLogEntry full = entryWith("tap \"Save\"", SimulatorLogLevel::notice, std::string(kBundle) + "/MyApp");
   full.timestamp = SimulatorLogTimestamp::parse("2024-01-15 10:23:45.123999-0800");
-  const SimulatorLogEntry banner = entryWith("getpwuid_r did not find a match for uid 501");
   SimulatorLogEntry emptyPath = entryWith("x", SimulatorLogLevel::fault, std::string());
-  EXPECT_EQ(ConsoleExportService::render(std::vector<SimulatorLogEntry>{full, banner, emptyPath}),
+  EXPECT_EQ(ConsoleExportService::render(std::vector<SimulatorLogEntry>{full, emptyPath}),
             "18:23:45.123 NOTICE MyApp: tap \"Save\"\n"
-            "--:--:--.--- - -: getpwuid_r did not find a match for uid 501\n"
             "--:--:--.--- FAULT -: x");
   EXPECT_EQ(ConsoleExportService::render(std::vector<SimulatorLogEntry>{}), "");
 }
@@ -91,7 +91,8 @@ TEST(ConsoleLogsViewModel, KeepsTheNewest4000InEachList) {
   ConsoleLogsViewModel model;
   model.selectApp("com.example.myapp", kBundle);
   std::vector<SimulatorLogEntry> batch;
-  for (int i = 0; i < 4000; ++i) batch.push_back(entryWith(std::to_string(i), std::nullopt, std::string(kBundle) + "/MyApp"));
+  for (int i = 0; i < 4000; ++i)
+    batch.push_back(entryWith(std::to_string(i), std::nullopt, std::string(kBundle) + "/MyApp"));
   model.receive(batch);
   EXPECT_EQ(model.entries().size(), 4000u);
   model.receive({entryWith("4000", std::nullopt, std::string(kBundle) + "/MyApp"), entryWith("other")});

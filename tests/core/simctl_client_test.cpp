@@ -46,13 +46,12 @@ TEST(SimctlClientTest, ConversionRulesOnAMixedList) {
   EXPECT_FALSE((*devices)[3].deviceTypeIdentifier.has_value());
 }
 
-// The bare prefix and a name without it are in the mixed list above.
+// A plain identifier (iOS-18-2), the bare prefix and a name without it are in the captured lists above.
 TEST(SimctlClientTest, RuntimeDisplayNames) {
   struct Case {
     const char* identifier;
     const char* display;
   } cases[] = {
-      {"com.apple.CoreSimulator.SimRuntime.iOS-17-2", "iOS 17.2"},
       {"com.apple.CoreSimulator.SimRuntime.xrOS-2-0-1", "xrOS 2.0.1"},
       {"com.apple.CoreSimulator.SimRuntime.iOS", "iOS"},
       {"com.apple.CoreSimulator.SimRuntime.--iOS--18--", "iOS 18"},
