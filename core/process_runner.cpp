@@ -465,6 +465,11 @@ expected<Launched, ProcessRunnerError> ProcessIoLoop::launch(ProcessExecution& e
     execution.pid_ = pid;
     execution.launchedAt_ = std::chrono::system_clock::now();
     execution.wakeFd_ = launched.wakeWrite.get();
+    // Kept output may run to hundreds of megabytes; once it does, its memory is readied ahead of the reads.
+    if (execution.keepOutput || !execution.onOutput) {
+      execution.stdoutBuffer_.readyAheadOfWrites();
+      execution.stderrBuffer_.readyAheadOfWrites();
+    }
   }
   if (execution.onLaunch) execution.onLaunch(pid);
   return launched;

@@ -11,7 +11,7 @@ namespace orvanta {
 
 // Bytes with cheap growth: large buffers live in their own memory mapping and grow by remapping, so
 // reading hundreds of megabytes from a pipe copies nothing twice. Reads as a std::string_view.
-// Not thread-safe; a value type (copies are deep).
+// Not thread-safe (one writer at a time); a value type (copies are deep).
 class ByteBuffer {
  public:
   ByteBuffer() noexcept = default;
@@ -35,19 +35,29 @@ class ByteBuffer {
   [[nodiscard]] std::span<char> spareCapacity(std::size_t minimum, std::size_t maximum);
   void commit(std::size_t written) noexcept { size_ += written; }
   void clear() noexcept { size_ = 0; }
+  // For a buffer about to take a stream of unknown, perhaps large, length through spareCapacity(): once it
+  // outgrows the heap, a thread of its own gets memory ready ahead of the writes, so that the writer does
+  // not wait for fresh pages. Ends (the thread joined) when the buffer is moved from, assigned or
+  // destroyed; a copy does not inherit it. Where memory cannot be readied ahead, does nothing.
+  void readyAheadOfWrites() noexcept { readyAhead_ = true; }
 
   friend bool operator==(const ByteBuffer& a, const ByteBuffer& b) noexcept { return a.view() == b.view(); }
   friend bool operator==(const ByteBuffer& a, std::string_view b) noexcept { return a.view() == b; }
   friend std::ostream& operator<<(std::ostream& stream, const ByteBuffer& buffer);
 
  private:
+  class Readier;
+
   void grow(std::size_t minimumCapacity);
   void release() noexcept;
+  void stopReadier() noexcept;
 
   char* data_ = nullptr;
   std::size_t size_ = 0;
   std::size_t capacity_ = 0;
   bool mapped_ = false;
+  bool readyAhead_ = false;
+  Readier* readier_ = nullptr;  // owned; only while mapped_ and readyAhead_
 };
 
 }  // namespace orvanta
