@@ -20,13 +20,13 @@
 namespace orvanta {
 namespace {
 
+#if ORVANTA_HAVE_MREMAP
 // Below this a buffer lives on the heap; above it, where remapping pays off, in a mapping of its own.
 constexpr std::size_t kMappedThreshold = std::size_t{1} << 20;
 
-#if ORVANTA_HAVE_MREMAP
 // A mapped buffer is aligned to, and a multiple of, this size: the size of a huge page on x86-64 and
-// arm64 Linux. Its pages are made ready in chunks of this size too, each just before the first write into
-// it. A page fault costs microseconds (far more under virtualisation) and a growing capture would otherwise
+// arm64 Linux. Its pages are made ready in chunks of this size too: by the readier thread ahead of the
+// writes when there is one, or else each just before the first write into it. A page fault costs microseconds (far more under virtualisation) and a growing capture would otherwise
 // take one per 4 KiB page; populating a chunk in one call costs a fraction of that, and where the kernel
 // can give the chunk one huge page, zeroing and mapping it is cheaper again. Populating whole new halves
 // of the mapping instead wasted up to half of it: the last doubling is mostly never written.
