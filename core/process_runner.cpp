@@ -207,6 +207,11 @@ class ProcessIoLoop {
  private:
   using Clock = std::chrono::steady_clock;
 
+  // Whether what the child prints goes into the result (onOutput alone may see it instead).
+  static bool keepsOutput(const ProcessExecution& execution) {
+    return execution.keepOutput || !execution.onOutput;
+  }
+
   static Clock::duration toDuration(double seconds) {
     return std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(seconds));
   }
@@ -393,7 +398,7 @@ class ProcessIoLoop {
                                                   static_cast<std::size_t>(got)));
         }
         // Output that only the hook sees is read through the same spare space again and again.
-        if (e.keepOutput || !e.onOutput) buffer.commit(static_cast<std::size_t>(got));
+        if (keepsOutput(e)) buffer.commit(static_cast<std::size_t>(got));
         if (static_cast<std::size_t>(got) < space.size()) return;
         continue;
       }
@@ -466,7 +471,7 @@ expected<Launched, ProcessRunnerError> ProcessIoLoop::launch(ProcessExecution& e
     execution.launchedAt_ = std::chrono::system_clock::now();
     execution.wakeFd_ = launched.wakeWrite.get();
     // Kept output may run to hundreds of megabytes; once it does, its memory is readied ahead of the reads.
-    if (execution.keepOutput || !execution.onOutput) {
+    if (keepsOutput(execution)) {
       execution.stdoutBuffer_.readyAheadOfWrites();
       execution.stderrBuffer_.readyAheadOfWrites();
     }

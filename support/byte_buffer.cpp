@@ -26,10 +26,11 @@ constexpr std::size_t kMappedThreshold = std::size_t{1} << 20;
 
 // A mapped buffer is aligned to, and a multiple of, this size: the size of a huge page on x86-64 and
 // arm64 Linux. Its pages are made ready in chunks of this size too: by the readier thread ahead of the
-// writes when there is one, or else each just before the first write into it. A page fault costs microseconds (far more under virtualisation) and a growing capture would otherwise
-// take one per 4 KiB page; populating a chunk in one call costs a fraction of that, and where the kernel
-// can give the chunk one huge page, zeroing and mapping it is cheaper again. Populating whole new halves
-// of the mapping instead wasted up to half of it: the last doubling is mostly never written.
+// writes when there is one, or else each just before the first write into it. A page fault costs
+// microseconds (far more under virtualisation) and a growing capture would otherwise take one per 4 KiB
+// page; populating a chunk in one call costs a fraction of that, and where the kernel can give the chunk
+// one huge page, zeroing and mapping it is cheaper again. Populating whole new halves of the mapping
+// instead wasted up to half of it: the last doubling is mostly never written.
 constexpr std::size_t kChunk = std::size_t{2} << 20;
 static_assert(kMappedThreshold <= kChunk, "a heap buffer moves into the first chunk of its mapping");
 
@@ -159,11 +160,9 @@ ByteBuffer::ByteBuffer(const ByteBuffer& other) {
   append(other.view());
 }
 
-ByteBuffer::ByteBuffer(ByteBuffer&& other) noexcept
-    : data_((other.stopReadier(), std::exchange(other.data_, nullptr))),
-      size_(std::exchange(other.size_, 0)),
-      capacity_(std::exchange(other.capacity_, 0)),
-      mapped_(std::exchange(other.mapped_, false)) {}
+ByteBuffer::ByteBuffer(ByteBuffer&& other) noexcept {
+  *this = std::move(other);
+}
 
 ByteBuffer& ByteBuffer::operator=(const ByteBuffer& other) {
   if (this != &other) {
