@@ -169,7 +169,7 @@ CommandOutcome terminateApp(CommandContext& context, const std::string& bundleId
 
 // The bundle identifier an .app folder's Info.plist declares, if it can be read.
 std::optional<std::string> declaredBundleIdentifier(const std::filesystem::path& bundle) {
-  auto text = readFile(bundle / "Info.plist");
+  auto text = readFile(bundle / "Info.plist", read_budget::propertyList);
   if (!text || !*text) return std::nullopt;
   auto info = parsePropertyList(**text);
   if (!info) return std::nullopt;

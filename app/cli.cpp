@@ -9,6 +9,7 @@
 #include "app/commands.hpp"
 #include "app/environment.hpp"
 #include "orvanta_config.hpp"
+#include "support/terminal_text.hpp"
 
 namespace orvanta {
 namespace {
@@ -95,8 +96,27 @@ int runCommandLine(int argc, const char* const* argv, CommandLineStreams streams
     return exitStatusFor(unexpected(failure));
   }
 
+  // Terminals see outside text with its control characters escaped; pipes and files get it as it is.
+  std::optional<TerminalSafeBuffer> safeOut;
+  std::optional<TerminalSafeBuffer> safeErr;
+  std::streambuf* originalOut = streams.out.rdbuf();
+  std::streambuf* originalErr = streams.err.rdbuf();
+  if (streams.stdoutIsTerminal && !options.json) streams.out.rdbuf(&safeOut.emplace(originalOut));
+  if (streams.stderrIsTerminal) streams.err.rdbuf(&safeErr.emplace(originalErr));
+  struct Restore {
+    CommandLineStreams& streams;
+    std::streambuf* out;
+    std::streambuf* err;
+    ~Restore() {
+      streams.out.flush();
+      streams.err.flush();
+      streams.out.rdbuf(out);
+      streams.err.rdbuf(err);
+    }
+  } restore{streams, originalOut, originalErr};
+
   Environment environment(options);
-  CommandContext context{options, stop, streams.out, streams.err, environment, streams.stdinIsTerminal, &streams.in};
+  CommandContext context{options, stop, streams.out, streams.err, environment, streams.stdinIsTerminal, streams.inputFd};
   CommandOutcome outcome;
   if (const auto action = registry.selected(app)) {
     try {
@@ -105,9 +125,15 @@ int runCommandLine(int argc, const char* const* argv, CommandLineStreams streams
       outcome = unexpected(CommandFailure::failure("internal", std::string("Internal error: ") + error.what()));
     }
   }
-  // A command that reported its own interruption keeps its sentence ("Cancelled.").
-  if (!outcome && stop.stop_requested() && outcome.error().kind != CommandFailure::Kind::interrupted) {
-    outcome = unexpected(CommandFailure::interrupted());
+  // A failure is reported as it is, even after Ctrl-C (an export that could not be written after the
+  // stream it exports was stopped is a failure, not a cancellation); only a cancellation exits 130.
+  if (!outcome && outcome.error().caseName == "cancelled") outcome.error().kind = CommandFailure::Kind::interrupted;
+  // A tool refused by the gate says the simulator is busy; when the gate could not work at all, say that.
+  if (auto problem = environment.gateProblem(); !outcome && problem) {
+    outcome = unexpected(CommandFailure::failure(
+        "gateUnavailable", problem->description(),
+        {"Changes to a simulator are refused until orvanta can lock it against other processes.",
+         "Remove or fix that folder, or set XDG_RUNTIME_DIR to a private folder."}));
   }
   if (auto notice = environment.takeSettingsNotice()) streams.err << "orvanta: " << *notice << '\n';
   if (!outcome) report(outcome.error(), options, streams);

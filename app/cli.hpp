@@ -8,10 +8,14 @@
 namespace orvanta {
 
 struct CommandLineStreams {
-  std::istream& in;
+  int inputFd;  // standard input's descriptor, read only for "-" arguments and prompts
   std::ostream& out;
   std::ostream& err;
   bool stdinIsTerminal = false;
+  // On a terminal, text from outside is shown with its control characters escaped (never with --json on
+  // stdout, whose text is kept as it is).
+  bool stdoutIsTerminal = false;
+  bool stderrIsTerminal = false;
 };
 
 // Runs one invocation. `stop` is requested by Ctrl-C. Returns 0, 1, 2 or 130. Main thread.

@@ -4,6 +4,8 @@
 #include <iostream>
 #include <nlohmann/json.hpp>
 
+#include "support/input_reader.hpp"
+
 namespace orvanta {
 
 CommandFailure CommandFailure::failure(std::string caseName, std::string message, std::vector<std::string> hints) {
@@ -35,15 +37,44 @@ void CommandContext::emitJson(const nlohmann::json& document) const {
 
 CommandOutcome CommandContext::confirm(const std::string& question) const {
   if (options.yes) return {};
-  if (!stdinIsTerminal || in == nullptr) {
+  if (!stdinIsTerminal || inputFd < 0) {
     return unexpected(CommandFailure::failure(
         "confirmationRequired", "This needs a confirmation and standard input is not a terminal; pass --yes to confirm."));
   }
   err << question << " [y/N] " << std::flush;
-  std::string answer;
-  if (!std::getline(*in, answer)) answer.clear();
+  auto line = readLine(1024);
+  if (!line) {
+    err << '\n';
+    return unexpected(line.error());
+  }
+  const std::string answer = line->value_or("");
   if (answer == "y" || answer == "Y" || answer == "yes" || answer == "Yes" || answer == "YES") return {};
   return unexpected(CommandFailure::failure("declined", "Not confirmed; nothing was changed."));
+}
+
+namespace {
+CommandFailure inputFailure(const InputError& error) {
+  switch (error.kind) {
+    case InputError::Case::stopped: return CommandFailure::interrupted();
+    case InputError::Case::tooLarge: return CommandFailure::failure("inputTooLarge", error.description());
+    case InputError::Case::readFailed: return CommandFailure::failure("readFailed", error.description());
+  }
+  return CommandFailure::failure("readFailed", error.description());
+}
+}  // namespace
+
+expected<std::string, CommandFailure> CommandContext::readInput(std::size_t maxBytes) const {
+  if (inputFd < 0) return unexpected(CommandFailure::usage("Standard input cannot be read."));
+  auto text = readAllInput(inputFd, maxBytes, stop);
+  if (!text) return unexpected(inputFailure(text.error()));
+  return std::move(*text);
+}
+
+expected<std::optional<std::string>, CommandFailure> CommandContext::readLine(std::size_t maxBytes) const {
+  if (inputFd < 0) return std::optional<std::string>();
+  auto line = readInputLine(inputFd, maxBytes, stop);
+  if (!line) return unexpected(inputFailure(line.error()));
+  return std::move(*line);
 }
 
 void CommandRegistry::on(CLI::App* command, CommandAction action) { actions_[command] = std::move(action); }

@@ -60,13 +60,18 @@ struct CommandContext {
   std::ostream& err;
   Environment& environment;
   bool stdinIsTerminal = false;
-  std::istream* in = nullptr;
+  // Standard input's descriptor; -1 when there is none to read.
+  int inputFd = -1;
 
   // Writes one JSON document (pretty, with a final newline) on stdout.
   void emitJson(const nlohmann::json& document) const;
   // Asks a yes/no question on a terminal; --yes answers yes. Without a terminal and without --yes the
   // confirmation is refused with a sentence that names --yes.
   [[nodiscard]] CommandOutcome confirm(const std::string& question) const;
+  // All of standard input (for an argument "-"), at most `maxBytes`. Ctrl-C ends the wait (interrupted).
+  [[nodiscard]] expected<std::string, CommandFailure> readInput(std::size_t maxBytes) const;
+  // One line of standard input (an answer at a prompt); nullopt at its end. Ctrl-C ends the wait.
+  [[nodiscard]] expected<std::optional<std::string>, CommandFailure> readLine(std::size_t maxBytes) const;
 };
 
 using CommandAction = std::function<CommandOutcome(CommandContext&)>;

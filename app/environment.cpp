@@ -26,7 +26,11 @@ std::filesystem::path resolveXcrun(const GlobalOptions& options) {
 }  // namespace
 
 Environment::Environment(const GlobalOptions& options)
-    : run_(makeRunFunction(runner_)),
+    : run_(makeRunFunction(runner_,
+                           [scale = timeoutScaleFromEnvironment()](const std::filesystem::path&,
+                                                                   const std::vector<std::string>& arguments) {
+                             return simctlRunOptions(arguments, scale);
+                           })),
       runWithOptions_(makeRunWithOptionsFunction(runner_)),
       xcrun_(resolveXcrun(options)),
       xcrunSource_(xcrunSourceOf(options)),
@@ -56,10 +60,19 @@ SimulatorSelectionStore& Environment::selection() {
   return *selection_;
 }
 
+std::optional<FileError> Environment::gateProblem() const {
+  if (!gate_) return std::nullopt;
+  return gate_->problem();
+}
+
 SimulatorMutationGate& Environment::gate() {
   if (!gate_) {
     auto directory = runtimeDirectory();
-    gate_.emplace(directory ? std::optional<std::filesystem::path>(*directory) : std::nullopt);
+    if (directory) {
+      gate_.emplace(std::optional<std::filesystem::path>(*directory));
+    } else {
+      gate_.emplace(directory.error());
+    }
   }
   return *gate_;
 }

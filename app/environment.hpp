@@ -46,6 +46,9 @@ class Environment {
   [[nodiscard]] SimulatorSelectionStore& selection();
   // Lock files live in the user's runtime folder, so the gate holds across orvanta processes.
   [[nodiscard]] SimulatorMutationGate& gate();
+  // Why the gate refused for a reason other than another holder (its folder is not private, say), if the
+  // gate was used and did.
+  [[nodiscard]] std::optional<FileError> gateProblem() const;
   // The host computer's clipboard (the platform's tools).
   [[nodiscard]] HostPasteboard& hostPasteboard();
   // The simulator's clipboard through simctl, with this computer's clipboard for the retry.

@@ -12,6 +12,7 @@
 #include <nlohmann/json.hpp>
 #include <ostream>
 
+#include "support/atomic_file.hpp"
 #include "app/commands.hpp"
 #include "app/environment.hpp"
 #include "app/target_resolution.hpp"
@@ -203,19 +204,23 @@ class EchoOff {
 // The secret from the terminal (one line, not shown) or from standard input (all of it, less one final
 // line break).
 expected<std::string, CommandFailure> readSecret(CommandContext& context, const std::string& label) {
-  if (context.in == nullptr) return unexpected(CommandFailure::usage("Standard input cannot be read."));
   std::string secret;
   if (context.stdinIsTerminal) {
     context.err << label << " (not shown): " << std::flush;
+    expected<std::optional<std::string>, CommandFailure> line;
     {
       EchoOff quiet;
-      std::getline(*context.in, secret);
+      line = context.readLine(read_budget::payload);
     }
     context.err << '\n';
     // Ctrl-C while typing asks to stop; the line that ends the wait is not kept.
+    if (!line) return unexpected(line.error());
     if (context.stop.stop_requested()) return unexpected(CommandFailure::interrupted());
+    secret = line->value_or("");
   } else {
-    secret.assign(std::istreambuf_iterator<char>(*context.in), std::istreambuf_iterator<char>());
+    auto input = context.readInput(read_budget::payload);
+    if (!input) return unexpected(input.error());
+    secret = std::move(*input);
     if (secret.ends_with('\n')) secret.pop_back();
     if (secret.ends_with('\r')) secret.pop_back();
   }

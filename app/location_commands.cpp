@@ -7,6 +7,7 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cmath>
+#include <cerrno>
 #include <filesystem>
 #include <memory>
 #include <nlohmann/json.hpp>
@@ -272,16 +273,10 @@ expected<GPXParseResult, CommandFailure> importGpx(const std::string& path) {
   const auto unreadable = [](std::string hint) {
     return unexpected(failureOf(LocationSimulationError(ErrorCase::gpxUnreadable), {std::move(hint)}));
   };
-  std::error_code error;
-  const auto status = std::filesystem::status(path, error);
-  if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status)) {
-    return unreadable(path + " is not a regular file.");
-  }
-  const auto size = std::filesystem::file_size(path, error);
-  if (!error && size > static_cast<std::uintmax_t>(GPXRouteParser::maximumBytes)) {
+  auto bytes = readFile(path, static_cast<std::size_t>(GPXRouteParser::maximumBytes));
+  if (!bytes && bytes.error().errorNumber == EFBIG) {
     return unexpected(failureOf(LocationSimulationError::gpxTooLarge(GPXRouteParser::maximumBytes)));
   }
-  auto bytes = readFile(path);
   if (!bytes) return unreadable(bytes.error().description());
   if (!*bytes) return unreadable("There is no file at " + path + ".");
   auto parsed = GPXRouteParser::parse(**bytes, std::filesystem::path(path).filename().string());

@@ -7,6 +7,7 @@
 #include <nlohmann/json.hpp>
 #include <ostream>
 
+#include "support/atomic_file.hpp"
 #include "app/commands.hpp"
 #include "app/environment.hpp"
 #include "app/target_resolution.hpp"
@@ -45,8 +46,9 @@ CommandOutcome show(CommandContext& context) {
 CommandOutcome set(CommandContext& context, const std::string& argument) {
   std::string text = argument;
   if (argument == "-") {
-    if (context.in == nullptr) return unexpected(CommandFailure::usage("Standard input cannot be read."));
-    text.assign(std::istreambuf_iterator<char>(*context.in), std::istreambuf_iterator<char>());
+    auto input = context.readInput(read_budget::payload);
+    if (!input) return unexpected(input.error());
+    text = std::move(*input);
   }
   auto device = requireSelectedTarget(context);
   if (!device) return unexpected(device.error());

@@ -49,16 +49,9 @@ expected<std::string, CommandFailure> payloadText(CommandContext& context, const
   if (source.empty()) {
     return unexpected(CommandFailure::usage("Give a payload file, - to read standard input, or --preset NAME."));
   }
-  if (source == "-") {
-    if (context.in == nullptr) return std::string();
-    return std::string(std::istreambuf_iterator<char>(*context.in), std::istreambuf_iterator<char>());
-  }
-  std::error_code error;
-  const auto status = std::filesystem::status(source, error);
-  if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status)) {
-    return unexpected(CommandFailure::failure("readFailed", source + " is not a regular file."));
-  }
-  auto bytes = readFile(source);
+  // A payload over 4096 bytes is refused by validation anyway; reading stops soon after that.
+  if (source == "-") return context.readInput(read_budget::payload);
+  auto bytes = readFile(source, read_budget::payload);
   if (!bytes) return unexpected(CommandFailure::failure("readFailed", bytes.error().description()));
   if (!*bytes) return unexpected(CommandFailure::failure("readFailed", "There is no file at " + source + "."));
   return std::move(**bytes);

@@ -16,6 +16,7 @@
 #include "automation/scenario_library.hpp"
 #include "automation/scenario_preflight.hpp"
 #include "support/atomic_file.hpp"
+#include "support/json_text.hpp"
 #include "support/reference_date.hpp"
 #include "support/uuid.hpp"
 
@@ -63,7 +64,7 @@ expected<ScenarioDefinition, CommandFailure> findScenario(const ScenarioLibrary&
   if (!entry) return unexpected(entry.error());
   if (entry->kind == Entry::Case::unsupportedFormat) {
     return unexpected(
-        CommandFailure::failure("unsupportedSchemaVersion", unsupportedSchemaVersionText(entry->schemaVersion)));
+        CommandFailure::failure("unsupportedSchemaVersion", entry->message()));
   }
   return entry->scenario;
 }
@@ -73,7 +74,7 @@ Json entryJson(const ScenarioLibrary& library, const Entry& entry) {
     return {{"id", entry.id()},
             {"schemaVersion", entry.schemaVersion},
             {"supported", false},
-            {"message", unsupportedSchemaVersionText(entry.schemaVersion)},
+            {"message", entry.message()},
             {"item", library.preservedRawItems.count(entry.id()) ? library.preservedRawItems.at(entry.id()) : Json()}};
   }
   auto json = encodeScenario(entry.scenario).value_or(Json::object());
@@ -111,7 +112,7 @@ CommandOutcome listScenarios(CommandContext& context) {
       context.out << entry.scenario.name << "  (" << count << (count == 1 ? " step)  " : " steps)  ") << entry.id()
                   << '\n';
     } else {
-      context.out << entry.id() << "  " << unsupportedSchemaVersionText(entry.schemaVersion) << '\n';
+      context.out << entry.id() << "  " << entry.message() << '\n';
     }
   }
   return {};
@@ -127,7 +128,7 @@ CommandOutcome showScenario(CommandContext& context, const std::string& nameOrID
     return {};
   }
   if (entry->kind == Entry::Case::unsupportedFormat) {
-    context.out << entry->id() << '\n' << unsupportedSchemaVersionText(entry->schemaVersion) << '\n';
+    context.out << entry->id() << '\n' << entry->message() << '\n';
     return {};
   }
   const auto& scenario = entry->scenario;
@@ -139,11 +140,8 @@ CommandOutcome showScenario(CommandContext& context, const std::string& nameOrID
 }
 
 expected<std::string, CommandFailure> readSource(CommandContext& context, const std::string& source) {
-  if (source == "-") {
-    if (context.in == nullptr) return std::string();
-    return std::string(std::istreambuf_iterator<char>(*context.in), std::istreambuf_iterator<char>());
-  }
-  auto content = readFile(source);
+  if (source == "-") return context.readInput(read_budget::library);
+  auto content = readFile(source, read_budget::library);
   if (!content)
     return unexpected(CommandFailure::failure(std::string(content.error().caseName()), content.error().description()));
   if (!*content) return unexpected(CommandFailure::failure("readFailed", "There is no file at " + source + "."));
@@ -153,10 +151,9 @@ expected<std::string, CommandFailure> readSource(CommandContext& context, const 
 CommandOutcome importScenarios(CommandContext& context, const std::string& source) {
   auto text = readSource(context, source);
   if (!text) return unexpected(text.error());
-  Json document = Json::parse(*text, nullptr, /*allow_exceptions=*/false);
-  if (document.is_discarded()) {
-    return unexpected(CommandFailure::failure("invalidFile", "The file is not JSON."));
-  }
+  auto parsed = parseJsonText<Json>(*text, read_budget::library);
+  if (!parsed) return unexpected(CommandFailure::failure("invalidFile", "The file is not JSON: " + parsed.error() + "."));
+  Json document = std::move(*parsed);
   // A whole library file, an array of items, or one item.
   Json items = document.is_object() && document.contains("items") ? document["items"]
                : document.is_array()                              ? document
@@ -193,7 +190,7 @@ CommandOutcome importScenarios(CommandContext& context, const std::string& sourc
       context.out << "Imported \"" << entry.scenario.name << "\" (" << entry.scenario.steps.size() << " steps)  "
                   << entry.id() << '\n';
     } else {
-      context.out << "Kept " << entry.id() << " as it is: " << unsupportedSchemaVersionText(entry.schemaVersion)
+      context.out << "Kept " << entry.id() << " as it is: " << entry.message()
                   << '\n';
     }
   }

@@ -83,7 +83,7 @@ std::vector<std::string> iconFileNames(const PropertyListValue& info) {
 
 std::optional<AppIconFile> findAppIconFile(const std::filesystem::path& bundlePath) {
   if (bundlePath.empty()) return std::nullopt;
-  auto text = readFile(bundlePath / "Info.plist");
+  auto text = readFile(bundlePath / "Info.plist", read_budget::propertyList);
   if (!text || !*text) return std::nullopt;
   auto info = parsePropertyList(**text);
   if (!info) return std::nullopt;
@@ -128,7 +128,7 @@ std::optional<SimulatorAppIcon> SimulatorAppIconCache::icon(const std::filesyste
   std::error_code error;
   const auto byteCount = std::filesystem::file_size(file->path, error);
   if (error || byteCount > maximumIconBytes) return std::nullopt;
-  auto bytes = readFile(file->path);
+  auto bytes = readFile(file->path, maximumIconBytes);
   if (!bytes || !*bytes) return std::nullopt;
   // The file may have changed since its header was read; the icon is what the bytes say.
   auto size = pngPixelSize(**bytes);

@@ -63,7 +63,7 @@ AppDataResetOutcome AppDataResetService::reset(const AppDataResetPlan& plan, orv
     ledger.record("copy", Status::failed, bundle.error());
     return ledger.failed("Couldn't find the app's installed build to use for Reset App Data.");
   }
-  auto scratch = PrivateDirectory::createUnique(temporaryParent_.value_or(temporaryDirectory()), "Orvanta-Reset-");
+  auto scratch = PrivateDirectory::createUnique(temporaryParent_.value_or(scratchDirectory()), "Orvanta-Reset-");
   if (!scratch) {
     ledger.record("copy", Status::failed, scratch.error().description());
     return ledger.failed("Couldn't copy the app's installed build: " + scratch.error().description());

@@ -7,6 +7,7 @@
 
 #include "support/app_paths.hpp"
 #include "support/atomic_file.hpp"
+#include "support/json_text.hpp"
 #include "support/file_lock.hpp"
 #include "support/uuid.hpp"
 
@@ -52,8 +53,10 @@ enum class ReadState { built, unreadable, failed };
 
 // Builds the library from the file's text; `unreadable` when the document is not a library at all.
 ReadState build(ScenarioLibrary& library, std::string_view text) {
-  nlohmann::json document = nlohmann::json::parse(text, nullptr, /*allow_exceptions=*/false);
-  if (document.is_discarded() || !document.is_object() || document.empty()) return ReadState::unreadable;
+  auto parsed = parseJsonText(text, read_budget::library);
+  if (!parsed) return ReadState::unreadable;
+  nlohmann::json document = std::move(*parsed);
+  if (!document.is_object() || document.empty()) return ReadState::unreadable;
   auto items = document.find("items");
   if (items == document.end() || !items->is_array()) return ReadState::unreadable;
   if (!std::all_of(items->begin(), items->end(), [](const auto& item) { return item.is_object(); })) {
@@ -64,7 +67,15 @@ ReadState build(ScenarioLibrary& library, std::string_view text) {
     if (!envelope) continue;
     if (envelope->schemaVersion == currentScenarioSchemaVersion) {
       auto scenario = decodeScenario(item);
-      if (scenario) library.entries.push_back(ScenarioLibrary::Entry::of(std::move(*scenario)));
+      if (scenario) {
+        library.entries.push_back(ScenarioLibrary::Entry::of(std::move(*scenario)));
+      } else {
+        // Kept as it stands, never dropped at the next save: a later version of us may read it, or its
+        // owner may mend it by hand.
+        library.entries.push_back(
+            ScenarioLibrary::Entry::unreadable(envelope->id, envelope->schemaVersion, scenario.error()));
+        library.preservedRawItems.insert_or_assign(envelope->id, std::move(item));
+      }
     } else {
       library.entries.push_back(ScenarioLibrary::Entry::unsupported(envelope->id, envelope->schemaVersion));
       library.preservedRawItems.insert_or_assign(envelope->id, std::move(item));
@@ -74,7 +85,7 @@ ReadState build(ScenarioLibrary& library, std::string_view text) {
 }
 
 ReadState readInto(ScenarioLibrary& library, const std::filesystem::path& file) {
-  auto content = readFile(file);
+  auto content = readFile(file, read_budget::library);
   if (!content) return isResourceShortage(content.error().errorNumber) ? ReadState::failed : ReadState::unreadable;
   if (!*content) return ReadState::built;
   return build(library, **content);
@@ -83,6 +94,11 @@ ReadState readInto(ScenarioLibrary& library, const std::filesystem::path& file) 
 std::string upper(std::string_view id) { return parseUUID(id).value_or(std::string(id)); }
 
 }  // namespace
+
+std::string ScenarioLibrary::Entry::message() const {
+  if (readProblem.empty()) return unsupportedSchemaVersionText(schemaVersion);
+  return "This scenario could not be read (" + readProblem + "); it is kept as it is.";
+}
 
 ScenarioLibrary ScenarioLibrary::read(const std::filesystem::path& file, const Clock& now, bool locked) {
   ScenarioLibrary library;
@@ -155,11 +171,14 @@ expected<void, ScenarioLibraryError> ScenarioLibrary::save() const {
 
 expected<void, ScenarioLibraryError> ScenarioLibrary::mutate(
     const std::function<expected<void, ScenarioLibraryError>(ScenarioLibrary&)>& change) {
-  if (auto folder = ensurePrivateDirectory(fileURL.parent_path()); !folder) {
+  if (auto folder = ensurePrivateDirectory(fileURL.parent_path().parent_path()); !folder) {
     return unexpected(Error::of(Error::Case::writeFailed, folder.error().description()));
   }
-  // The folder is ours: one made by hand (or by an older version) is narrowed to the owner.
-  (void)::chmod(fileURL.parent_path().c_str(), 0700);
+  // The folder is ours alone: one made by hand (or by an older version) is narrowed to the owner, and a
+  // symbolic link or another user's folder in its place is refused, never followed.
+  if (auto own = ensureOwnPrivateFolder(fileURL.parent_path()); !own) {
+    return unexpected(Error::of(Error::Case::writeFailed, own.error().description()));
+  }
   auto lock = FileLock::acquire(lockFileFor(fileURL), FileLock::Wait::blocking);
   if (!lock) return unexpected(Error::of(Error::Case::writeFailed, lock.error().description()));
   ScenarioLibrary fresh = read(fileURL, now_, /*locked=*/true);

@@ -59,11 +59,20 @@ class ScenarioLibrary {
     ScenarioDefinition scenario;      // scenario
     std::string unsupportedID;        // unsupportedFormat
     std::int64_t schemaVersion = 0;   // unsupportedFormat
+    // unsupportedFormat of a version we know whose item does not decode: the decoder's reason. The item
+    // is kept as it is, like one of an unknown version.
+    std::string readProblem;
 
-    static Entry of(ScenarioDefinition scenario) { return {Case::scenario, std::move(scenario), {}, 0}; }
+    static Entry of(ScenarioDefinition scenario) { return {Case::scenario, std::move(scenario), {}, 0, {}}; }
     static Entry unsupported(std::string id, std::int64_t version) {
-      return {Case::unsupportedFormat, {}, std::move(id), version};
+      return {Case::unsupportedFormat, {}, std::move(id), version, {}};
     }
+    static Entry unreadable(std::string id, std::int64_t version, std::string problem) {
+      return {Case::unsupportedFormat, {}, std::move(id), version, std::move(problem)};
+    }
+    // For an unsupportedFormat entry, what to tell the user: unsupportedSchemaVersionText, or that the item
+    // could not be read and why.
+    [[nodiscard]] std::string message() const;
     [[nodiscard]] const std::string& id() const { return kind == Case::scenario ? scenario.id : unsupportedID; }
     bool operator==(const Entry&) const = default;
   };

@@ -13,8 +13,8 @@ expected<void, std::string> revealInFileBrowser(const RunWithOptionsFunction& ru
   auto result = run(command->executable, command->arguments, options, {});
   if (!result) return unexpected("Couldn't open the file browser: " + result.error().description());
   if (result->terminationStatus != 0 || result->terminatedBySignal) {
-    return unexpected(fmt::format("Couldn't open the file browser: {} exited with status {}.",
-                                  command->executable.filename().string(), result->terminationStatus));
+    return unexpected(fmt::format("Couldn't open the file browser: {} {}.", command->executable.filename().string(),
+                                  terminationText(result->terminationStatus, result->terminatedBySignal)));
   }
   return {};
 }

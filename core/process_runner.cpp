@@ -12,6 +12,7 @@
 #include <fmt/format.h>
 
 #include "core/process_spawn.hpp"
+#include "support/atomic_file.hpp"
 #include "support/number_text.hpp"
 
 namespace orvanta {
@@ -38,6 +39,11 @@ ProcessRunnerError ProcessRunnerError::nonZeroExit(std::int32_t status, std::str
   error.text = std::move(text);
   return error;
 }
+ProcessRunnerError ProcessRunnerError::killedBySignal(std::int32_t signal, std::string text) {
+  ProcessRunnerError error = nonZeroExit(signal, std::move(text));
+  error.bySignal = true;
+  return error;
+}
 ProcessRunnerError ProcessRunnerError::decodingFailed(std::string message) {
   ProcessRunnerError error;
   error.kind = Case::decodingFailed;
@@ -62,7 +68,9 @@ std::string ProcessRunnerError::description() const {
   switch (kind) {
     case Case::executableNotFound: return "Executable not found at " + path + ".";
     case Case::launchFailed: return "Failed to launch process: " + message;
-    case Case::nonZeroExit: return fmt::format("Process exited with status {}: {}", status, text);
+    case Case::nonZeroExit:
+      if (bySignal) return fmt::format("Process {}: {}", terminationText(status, true), text);
+      return fmt::format("Process exited with status {}: {}", status, text);
     case Case::decodingFailed: return "Failed to decode process output: " + message;
     case Case::timedOut: return "The command timed out after " + formatGeneral(seconds) + " s.";
     case Case::ioFailure: return "Failed to read process output: " + message;
@@ -222,7 +230,7 @@ class ProcessIoLoop {
     auto& e = execution_;
     const auto now = Clock::now();
 
-    if (e.abandoned_ && !e.exitStatus_ && !abandonKillSent_) {
+    if ((e.abandoned_ || e.overBudget_) && !e.exitStatus_ && !abandonKillSent_) {
       detail::signalProcessOrGroup(child_.pid, SIGKILL);
       abandonKillSent_ = true;
     }
@@ -253,7 +261,7 @@ class ProcessIoLoop {
       if (child_.stdoutRead) drainLocked(child_.stdoutRead, /*isStdout=*/true);
       if (child_.stderrRead) drainLocked(child_.stderrRead, /*isStdout=*/false);
     }
-    if (e.exitStatus_ && (e.stopReason_ || e.endAtExit)) {
+    if (e.exitStatus_ && (e.stopReason_ || e.endAtExit || e.overBudget_)) {
       closeStream(child_.stdoutRead, e.stdoutFinished_);
       closeStream(child_.stderrRead, e.stderrFinished_);
     }
@@ -282,7 +290,7 @@ class ProcessIoLoop {
   bool shouldCheckExit() const {
     if (exitWatcher_) return exitWatcherFired_;
     const auto& e = execution_;
-    return (e.stdoutFinished_ && e.stderrFinished_) || e.stopReason_ || e.abandoned_;
+    return (e.stdoutFinished_ && e.stderrFinished_) || e.stopReason_ || e.abandoned_ || e.overBudget_;
   }
 
   void reapIfEnded() {
@@ -385,8 +393,21 @@ class ProcessIoLoop {
     auto& e = execution_;
     ByteBuffer& buffer = isStdout ? e.stdoutBuffer_ : e.stderrBuffer_;
     bool& finished = isStdout ? e.stdoutFinished_ : e.stderrFinished_;
+    const std::size_t limit = isStdout ? e.stdoutLimit : e.stderrLimit;
     for (int round = 0; round < 8; ++round) {
+      if (keepsOutput(e) && buffer.size() >= limit) {
+        if (isStdout) {
+          // Whatever the child still has to say is beyond what any caller wants: end it now.
+          if (!e.ioError_) e.ioError_ = "the program printed more than " + budgetText(limit);
+          e.overBudget_ = true;
+          closeStream(fd, finished);
+          return;
+        }
+        if (discard(fd, finished)) continue;
+        return;
+      }
       auto space = buffer.spareCapacity(minimumSpace, maximumRead);
+      if (keepsOutput(e)) space = space.first(std::min(space.size(), limit - buffer.size()));
       ssize_t got;
       do {
         got = ::read(fd.get(), space.data(), space.size());
@@ -407,6 +428,19 @@ class ProcessIoLoop {
       closeStream(fd, finished);
       return;
     }
+  }
+
+  // Reads and drops what `fd` holds (stderr past its limit). True when a full read suggests there is more.
+  bool discard(UniqueFd& fd, bool& finished) {
+    std::array<char, 16384> sink{};
+    ssize_t got;
+    do {
+      got = ::read(fd.get(), sink.data(), sink.size());
+    } while (got < 0 && errno == EINTR);
+    if (got > 0) return static_cast<std::size_t>(got) == sink.size();
+    if (got < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) return false;
+    closeStream(fd, finished);
+    return false;
   }
 
   // Hands the chunks read since the last call to onOutput, outside the execution's lock, so that the
@@ -494,13 +528,14 @@ ProcessRunner::Result ProcessRunner::run(const std::filesystem::path& executable
   ProcessExecution execution(executable, arguments, options.standardInput, options.environmentOverrides,
                              options.timeout);
   execution.endAtExit = options.endAtExit;
+  execution.stdoutLimit = options.stdoutLimit;
+  execution.stderrLimit = options.stderrLimit;
   return run(execution, std::move(stop));
 }
 
 ProcessRunner::Result ProcessRunner::run(const std::filesystem::path& executable,
                                          const std::vector<std::string>& arguments, orvanta::stop_token stop) const {
-  ProcessExecution execution(executable, arguments);
-  return run(execution, std::move(stop));
+  return run(executable, arguments, Options{}, std::move(stop));
 }
 
 expected<std::unique_ptr<ProcessRunner::LongRunningProcess>, ProcessRunnerError> ProcessRunner::startLongRunning(
@@ -581,9 +616,24 @@ RunWithOptionsFunction makeRunWithOptionsFunction(const ProcessRunner& runner) {
   };
 }
 
-RunFunction makeRunFunction(const ProcessRunner& runner) {
-  return [&runner](const std::filesystem::path& executable, const std::vector<std::string>& arguments,
-                   orvanta::stop_token stop) { return runner.run(executable, arguments, std::move(stop)); };
+RunFunction makeRunFunction(const ProcessRunner& runner, RunPolicy policy) {
+  return [&runner, policy = std::move(policy)](const std::filesystem::path& executable,
+                                               const std::vector<std::string>& arguments, orvanta::stop_token stop) {
+    const ProcessRunner::Options options = policy ? policy(executable, arguments) : ProcessRunner::Options{};
+    return runner.run(executable, arguments, options, std::move(stop));
+  };
+}
+
+std::string terminationText(std::int32_t status, bool bySignal) {
+  if (!bySignal) return fmt::format("exited with status {}", status);
+  static constexpr std::pair<int, const char*> names[] = {
+      {SIGHUP, "SIGHUP"},   {SIGINT, "SIGINT"},   {SIGQUIT, "SIGQUIT"}, {SIGILL, "SIGILL"},   {SIGTRAP, "SIGTRAP"},
+      {SIGABRT, "SIGABRT"}, {SIGBUS, "SIGBUS"},   {SIGFPE, "SIGFPE"},   {SIGKILL, "SIGKILL"}, {SIGSEGV, "SIGSEGV"},
+      {SIGPIPE, "SIGPIPE"}, {SIGALRM, "SIGALRM"}, {SIGTERM, "SIGTERM"}, {SIGUSR1, "SIGUSR1"}, {SIGUSR2, "SIGUSR2"}};
+  for (const auto& [number, name] : names) {
+    if (number == status) return fmt::format("was killed by signal {} ({})", status, name);
+  }
+  return fmt::format("was killed by signal {}", status);
 }
 
 }  // namespace orvanta

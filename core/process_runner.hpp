@@ -46,13 +46,16 @@ struct ProcessRunnerError {
   Case kind = Case::cancelled;
   std::string path;     // executableNotFound
   std::string message;  // launchFailed, decodingFailed, ioFailure
-  std::int32_t status = 0;  // nonZeroExit
+  std::int32_t status = 0;  // nonZeroExit: the exit status, or the signal number when bySignal
+  bool bySignal = false;    // nonZeroExit: the program was killed by signal `status`
   std::string text;         // nonZeroExit: what the program printed on stderr
   double seconds = 0;       // timedOut
 
   static ProcessRunnerError executableNotFound(std::string path);
   static ProcessRunnerError launchFailed(std::string message);
   static ProcessRunnerError nonZeroExit(std::int32_t status, std::string text);
+  // nonZeroExit for a program that a signal ended: "Process was killed by signal 9 (SIGKILL): text".
+  static ProcessRunnerError killedBySignal(std::int32_t signal, std::string text);
   static ProcessRunnerError decodingFailed(std::string message);
   static ProcessRunnerError timedOut(double seconds);
   static ProcessRunnerError ioFailure(std::string message);
@@ -109,6 +112,11 @@ class ProcessExecution {
   // When set, sees every chunk of output as it arrives (see OutputCallback); the output is still kept for
   // the result unless keepOutput is false. Set before the run starts.
   OutputCallback onOutput;
+  // The most of each stream kept for the result. Past stdoutLimit the child is killed and the run fails
+  // with ioFailure ("the program printed more than 64 MiB"); past stderrLimit the rest of stderr is read
+  // and dropped (its beginning is the diagnostic that matters). Set before the run starts.
+  std::size_t stdoutLimit = SIZE_MAX;
+  std::size_t stderrLimit = SIZE_MAX;
   // False: what onOutput sees is not kept, so the result's stdout and stderr stay empty and a child that
   // prints for hours costs no memory (a log stream). Only meaningful with onOutput. Set before the run.
   bool keepOutput = true;
@@ -148,6 +156,7 @@ class ProcessExecution {
   std::optional<std::string> ioError_;
   bool finished_ = false;
   bool abandoned_ = false;  // the owner is gone: kill the group at once
+  bool overBudget_ = false;  // stdout passed stdoutLimit: kill the group at once
   int wakeFd_ = -1;         // write end of the I/O loop's wake-up pipe, -1 when no loop runs
 };
 
@@ -170,7 +179,13 @@ class ProcessRunner {
     std::optional<std::map<std::string, std::string>> environmentOverrides;  // laid over our environment
     std::optional<double> timeout;  // seconds for the whole run
     bool endAtExit = false;  // see ProcessExecution::endAtExit
+    std::size_t stdoutLimit = defaultStdoutLimit;  // see ProcessExecution::stdoutLimit
+    std::size_t stderrLimit = defaultStderrLimit;  // see ProcessExecution::stderrLimit
   };
+  // What a one-shot run keeps of each stream unless told otherwise: simctl's largest listings are a few
+  // MiB; a diagnostic worth showing fits in its first kilobytes.
+  static constexpr std::size_t defaultStdoutLimit = 64 * 1024 * 1024;
+  static constexpr std::size_t defaultStderrLimit = 64 * 1024;
 
   // A child that runs until told to stop (log stream, screen recording). Owned by one caller; the
   // result may be awaited from any thread. Destroying it while the child runs kills the child's group,
@@ -246,8 +261,15 @@ class ProcessRunner {
 using RunFunction = std::function<ProcessRunner::Result(
     const std::filesystem::path& executable, const std::vector<std::string>& arguments, orvanta::stop_token stop)>;
 
-// A RunFunction that uses `runner` (which must outlive it).
-RunFunction makeRunFunction(const ProcessRunner& runner);
+// How a one-shot run of a given argv is bounded (its time-out above all); the default keeps the Options'
+// defaults and sets no time-out.
+using RunPolicy = std::function<ProcessRunner::Options(const std::filesystem::path& executable,
+                                                       const std::vector<std::string>& arguments)>;
+// A RunFunction that uses `runner` (which must outlive it), each run bounded by `policy` when given.
+RunFunction makeRunFunction(const ProcessRunner& runner, RunPolicy policy = {});
+
+// "exited with status 1", "was killed by signal 9 (SIGKILL)": how a program ended, for sentences.
+[[nodiscard]] std::string terminationText(std::int32_t status, bool bySignal);
 
 // The seam for runs that pass standard input, environment overrides or a time-out (the pasteboard's
 // pbcopy, the host clipboard's helpers): ProcessRunner::run with Options by default, a fake in tests.

@@ -1,6 +1,8 @@
 #include "core/simctl_client.hpp"
 
 #include <algorithm>
+#include <cstdlib>
+#include <iterator>
 
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
@@ -13,6 +15,43 @@ namespace orvanta {
 
 std::string utf8OrEmpty(std::string_view bytes) { return isValidUtf8(bytes) ? std::string(bytes) : std::string(); }
 
+ProcessRunner::Options simctlRunOptions(const std::vector<std::string>& arguments, double scale) {
+  static constexpr std::string_view queries[] = {"list", "listapps", "appinfo", "get_app_container", "help",
+                                                 "pbpaste", "getenv", "bootstatus"};
+  static constexpr std::string_view lifecycle[] = {"boot", "shutdown", "erase"};
+  double seconds = 60;
+  if (arguments.size() >= 2 && arguments[0] == "simctl") {
+    const std::string_view subcommand = arguments[1];
+    const bool isQuery = std::find(std::begin(queries), std::end(queries), subcommand) != std::end(queries) ||
+                         (arguments.size() >= 4 && arguments.back() == "list") ||
+                         (subcommand == "ui" && arguments.size() == 4);
+    if (subcommand == "install") {
+      seconds = 900;
+    } else if (std::find(std::begin(lifecycle), std::end(lifecycle), subcommand) != std::end(lifecycle)) {
+      seconds = 300;
+    } else if (!isQuery) {
+      seconds = 120;
+    }
+  }
+  ProcessRunner::Options options;
+  options.timeout = seconds * scale;
+  return options;
+}
+
+double timeoutScaleFromEnvironment() {
+  const char* text = std::getenv("ORVANTA_TIMEOUT_SCALE");
+  if (text == nullptr) return 1.0;
+  char* end = nullptr;
+  const double value = std::strtod(text, &end);
+  return (end != text && *end == '\0' && value > 0 && value < 1000) ? value : 1.0;
+}
+
+std::string simctlFailureText(const ProcessRunner::Output& output) {
+  std::string text = simctlDiagnostic(output);
+  if (!text.empty()) return text;
+  return "simctl " + terminationText(output.terminationStatus, output.terminatedBySignal) + ".";
+}
+
 ProcessRunner::Result SimctlClient::simctl(std::vector<std::string> arguments, orvanta::stop_token stop) const {
   arguments.insert(arguments.begin(), "simctl");
   return run(xcrunPath, arguments, std::move(stop));
@@ -20,6 +59,9 @@ ProcessRunner::Result SimctlClient::simctl(std::vector<std::string> arguments, o
 
 ProcessRunner::Result SimctlClient::simctlChecked(std::vector<std::string> arguments, orvanta::stop_token stop) const {
   auto output = simctl(std::move(arguments), std::move(stop));
+  if (output && output->terminatedBySignal) {
+    return unexpected(ProcessRunnerError::killedBySignal(output->terminationStatus, utf8OrEmpty(output->stderr)));
+  }
   if (output && output->terminationStatus != 0) {
     return unexpected(ProcessRunnerError::nonZeroExit(output->terminationStatus, utf8OrEmpty(output->stderr)));
   }

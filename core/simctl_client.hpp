@@ -28,6 +28,13 @@ struct SimctlClient {
       orvanta::stop_token stop = {}) const;
 };
 
+// How long a one-shot `xcrun simctl ...` (or another tool started the same way) may take, by what it does:
+// listings and queries 60 s, changes 120 s, boot, shutdown and erase 300 s, installs 900 s; each
+// multiplied by `scale` (ORVANTA_TIMEOUT_SCALE, for slow machines). The output budgets are the runner's.
+[[nodiscard]] ProcessRunner::Options simctlRunOptions(const std::vector<std::string>& arguments, double scale = 1.0);
+// The time-out scale from ORVANTA_TIMEOUT_SCALE: a positive number, else 1.
+[[nodiscard]] double timeoutScaleFromEnvironment();
+
 // Decodes the JSON of `simctl list devices --json` and converts it as listDevices does.
 [[nodiscard]] expected<std::vector<SimulatorDevice>, ProcessRunnerError> decodeDeviceList(std::string_view json);
 
@@ -35,6 +42,9 @@ struct SimctlClient {
 // is empty (a few subcommands print their diagnostics there). Text that is not UTF-8 counts as empty.
 [[nodiscard]] std::string simctlDiagnostic(const ProcessRunner::Output& output);
 
+// simctlDiagnostic(output), or when simctl said nothing, how it ended: "simctl exited with status 3." or
+// "simctl was killed by signal 9 (SIGKILL).".
+[[nodiscard]] std::string simctlFailureText(const ProcessRunner::Output& output);
 // The text of a byte buffer if it is valid UTF-8, else "".
 [[nodiscard]] std::string utf8OrEmpty(std::string_view bytes);
 

@@ -99,11 +99,15 @@ SimulatorLifecycleService::SimulatorLifecycleService(SimctlClient simctl, Simula
 
 expected<SimulatorLifecycleResult, SimulatorLifecycleError> SimulatorLifecycleService::boot(
     const SimulatorDevice& device, orvanta::stop_token stop) {
+  auto hold = SimulatorGateHold::take(gate_, device.udid, gate_labels::lifecycle);
+  if (!hold) return unexpected(failure(Case::simulatorBusy, device, SimulatorLifecycleAction::boot));
   return change(device, SimulatorLifecycleAction::boot, std::move(stop));
 }
 
 expected<SimulatorLifecycleResult, SimulatorLifecycleError> SimulatorLifecycleService::shutdown(
     const SimulatorDevice& device, orvanta::stop_token stop) {
+  auto hold = SimulatorGateHold::take(gate_, device.udid, gate_labels::lifecycle);
+  if (!hold) return unexpected(failure(Case::simulatorBusy, device, SimulatorLifecycleAction::shutdown));
   return change(device, SimulatorLifecycleAction::shutdown, std::move(stop));
 }
 

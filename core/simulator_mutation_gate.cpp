@@ -6,10 +6,13 @@
 
 #include "support/app_paths.hpp"
 
+
 namespace orvanta {
 
 SimulatorMutationGate::SimulatorMutationGate(std::optional<std::filesystem::path> lockDirectory)
     : lockDirectory_(std::move(lockDirectory)) {}
+
+SimulatorMutationGate::SimulatorMutationGate(FileError problem) : problem_(std::move(problem)) {}
 
 std::optional<std::filesystem::path> SimulatorMutationGate::lockFile(const std::string& udid) const {
   if (!lockDirectory_) return std::nullopt;
@@ -23,18 +26,22 @@ std::optional<std::filesystem::path> SimulatorMutationGate::lockFile(const std::
 
 bool SimulatorMutationGate::acquire(const std::string& udid, std::string_view label) {
   if (holders_.contains(udid)) return false;
+  // A gate that cannot reach other processes would let them change the simulator under us: refuse.
+  if (problem_ && !lockDirectory_) return false;
   Hold hold{std::string(label), std::nullopt};
   if (auto path = lockFile(udid)) {
-    // If the lock folder cannot be used, the gate still guards this process; it only loses its reach
-    // into other processes.
-    if (ensurePrivateDirectory(*lockDirectory_)) {
-      auto lock = FileLock::acquire(*path, FileLock::Wait::nonBlocking);
-      if (lock) {
-        if (!*lock) return false;  // another process holds this simulator
-        (void)(*lock)->writeNote(fmt::format("{} (pid {})", label, ::getpid()));
-        hold.lock = std::move(**lock);
-      }
+    if (auto ready = ensurePrivateDirectory(*lockDirectory_); !ready) {
+      problem_ = ready.error();
+      return false;
     }
+    auto lock = FileLock::acquire(*path, FileLock::Wait::nonBlocking);
+    if (!lock) {
+      problem_ = lock.error();
+      return false;
+    }
+    if (!*lock) return false;  // another process holds this simulator
+    (void)(*lock)->writeNote(fmt::format("{} (pid {})", label, ::getpid()));
+    hold.lock = std::move(**lock);
   }
   holders_.emplace(udid, std::move(hold));
   return true;

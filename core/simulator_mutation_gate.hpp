@@ -8,6 +8,7 @@
 #include <string_view>
 #include <utility>
 
+#include "support/file_error.hpp"
 #include "support/file_lock.hpp"
 
 namespace orvanta {
@@ -22,6 +23,7 @@ inline constexpr std::string_view workspaceRestore = "workspace-restore";
 inline constexpr std::string_view screenRecording = "ScreenRecording";
 inline constexpr std::string_view userDefaults = "UserDefaults";
 inline constexpr std::string_view erase = "erase";
+inline constexpr std::string_view lifecycle = "lifecycle";
 }  // namespace gate_labels
 
 // What a refused tool tells the user.
@@ -39,11 +41,16 @@ inline constexpr std::string_view dataInspector =
 // too; a holder that dies frees its simulators with it. Lock descriptors are close-on-exec: the children
 // a holder starts never keep a simulator locked.
 //
+// A gate that was given a lock folder never falls back to guarding this process alone: when the folder or
+// a lock file cannot be used, every acquire is refused and problem() says why.
+//
 // Used on the main thread only (like the interface state it guards), so it has no lock of its own.
 class SimulatorMutationGate {
  public:
   // `lockDirectory`: where the lock files live (created 0700); none keeps the gate within this process.
   explicit SimulatorMutationGate(std::optional<std::filesystem::path> lockDirectory = std::nullopt);
+  // A gate whose lock folder could not be had: it refuses every acquire, and problem() is `problem`.
+  explicit SimulatorMutationGate(FileError problem);
 
   // Takes the simulator for `label`. False when any label already holds it, here or in another process.
   [[nodiscard]] bool acquire(const std::string& udid, std::string_view label);
@@ -55,6 +62,10 @@ class SimulatorMutationGate {
   // What another process recorded when it took `udid` ("apps (pid 4242)"), if it still holds it.
   [[nodiscard]] std::optional<std::string> otherProcessHolder(const std::string& udid) const;
 
+  // Why the last refusal was not another holder: the lock folder or file could not be used. nullopt when
+  // every refusal so far was a real holder.
+  [[nodiscard]] const std::optional<FileError>& problem() const { return problem_; }
+
   // The lock file of `udid` (characters other than letters, digits and '-' are replaced).
   [[nodiscard]] std::optional<std::filesystem::path> lockFile(const std::string& udid) const;
 
@@ -64,6 +75,7 @@ class SimulatorMutationGate {
     std::optional<FileLock> lock;
   };
   std::optional<std::filesystem::path> lockDirectory_;
+  std::optional<FileError> problem_;
   std::map<std::string, Hold, std::less<>> holders_;
 };
 

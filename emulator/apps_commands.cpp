@@ -207,7 +207,7 @@ expected<Json, std::string> seedInstalledApps(const Json& device, const std::str
     if (std::string_view(app.type) == "User") {
       const fs::path bundle = containers.bundleContainer / (std::string(app.executable) + ".app");
       if (auto written = writeSeedBundle(app, bundle); !written) return unexpected(written.error());
-      auto text = readFile(bundle / "Info.plist");
+      auto text = readFile(bundle / "Info.plist", 8 << 20);
       if (!text || !*text) return unexpected(std::string("the seeded Info.plist cannot be read"));
       auto info = parsePropertyList(**text);
       if (!info) return unexpected(info.error().description());
@@ -413,7 +413,7 @@ int install(Invocation& call) {
   if (source.filename().empty()) source = source.parent_path();
   std::error_code error;
   if (!fs::is_directory(source, error) || source.extension() != ".app") return call.fail(notABundle);
-  auto text = readFile(source / "Info.plist");
+  auto text = readFile(source / "Info.plist", 8 << 20);
   if (!text || !*text) return call.fail(notABundle);
   auto info = parsePropertyList(**text);
   const std::string* id = info ? info->findString("CFBundleIdentifier") : nullptr;

@@ -48,7 +48,7 @@ std::vector<std::string> bundleSchemes(const Json& record) {
   std::vector<std::string> schemes;
   auto path = record.find("Path");
   if (path == record.end() || !path->is_string()) return schemes;
-  auto bytes = readFile(std::filesystem::path(path->get<std::string>()) / "Info.plist");
+  auto bytes = readFile(std::filesystem::path(path->get<std::string>()) / "Info.plist", 8 << 20);
   if (!bytes || !*bytes) return schemes;
   auto info = parsePropertyList(**bytes);
   if (!info) return schemes;

@@ -75,7 +75,7 @@ expected<DeviceSet, std::string> DeviceSet::open(const std::filesystem::path& ho
   set.lock_ = std::move(**lock);
 
   const auto file = home / "devices.json";
-  auto text = readFile(file);
+  auto text = readFile(file, 64 << 20);
   if (!text) return unexpected(text.error().description());
   if (!*text) {
     set.document_ = seedDocument(home);

@@ -57,7 +57,7 @@ Json recorderFault(const std::filesystem::path& home) {
     auto rules = Json::parse(inline_, nullptr, false);
     if (rules.is_object() && rules.contains("recordVideo")) return rules["recordVideo"];
   }
-  if (auto text = readFile(home / "faults.json"); text && *text) {
+  if (auto text = readFile(home / "faults.json", 1 << 20); text && *text) {
     auto rules = Json::parse(**text, nullptr, false);
     if (rules.is_object() && rules.contains("recordVideo")) return rules["recordVideo"];
   }

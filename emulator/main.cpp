@@ -51,7 +51,7 @@ std::optional<Fault> takeFault(const std::filesystem::path& home, const std::str
     if (auto fault = read(rules)) return fault;
   }
   const auto file = home / "faults.json";
-  auto text = readFile(file);
+  auto text = readFile(file, 1 << 20);
   if (!text || !*text) return std::nullopt;
   auto rules = Json::parse(**text, nullptr, false);
   auto fault = read(rules);

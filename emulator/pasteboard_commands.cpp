@@ -44,7 +44,7 @@ Json pbcopyFault(const std::filesystem::path& home) {
   if (const char* inline_ = std::getenv("ORVANTA_EMULATOR_FAULTS"); inline_ && *inline_) {
     if (auto rule = ruleIn(Json::parse(inline_, nullptr, false)); !rule.is_null()) return rule;
   }
-  if (auto text = readFile(home / "faults.json"); text && *text) return ruleIn(Json::parse(**text, nullptr, false));
+  if (auto text = readFile(home / "faults.json", 1 << 20); text && *text) return ruleIn(Json::parse(**text, nullptr, false));
   return nullptr;
 }
 
@@ -68,7 +68,7 @@ std::vector<std::string> operands(const std::vector<std::string>& args) {
 }
 
 std::string readPasteboard(const std::filesystem::path& file) {
-  auto text = readFile(file);
+  auto text = readFile(file, 64 << 20);
   return text && *text ? **text : std::string();
 }
 

@@ -51,7 +51,7 @@ int push(Invocation& call) {
   if (source == "-") {
     bytes.assign(std::istreambuf_iterator<char>(std::cin), std::istreambuf_iterator<char>());
   } else {
-    auto read = readFile(source);
+    auto read = readFile(source, 1 << 20);
     if (!read || !*read) {
       return call.fail(SimctlFailure{"NSCocoaErrorDomain", 260,
                                      "The file \xe2\x80\x9c" + std::filesystem::path(source).filename().string() +

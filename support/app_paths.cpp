@@ -1,5 +1,6 @@
 #include "support/app_paths.hpp"
 
+#include <fcntl.h>
 #include <pwd.h>
 #include <sys/stat.h>
 #include <sys/types.h>
@@ -10,6 +11,8 @@
 #include <vector>
 
 #include <fmt/format.h>
+
+#include "support/unique_fd.hpp"
 
 namespace orvanta {
 
@@ -41,6 +44,8 @@ std::filesystem::path temporaryDirectory() {
   return "/tmp";
 }
 
+std::filesystem::path scratchDirectory() { return temporaryDirectory() / fmt::format("orvanta-{}", ::geteuid()); }
+
 expected<void, FileError> ensurePrivateDirectory(const std::filesystem::path& requested) {
   std::filesystem::path path = requested.lexically_normal();
   if (!path.has_filename() && path.has_parent_path() && path != path.root_path()) path = path.parent_path();
@@ -63,27 +68,43 @@ expected<void, FileError> ensurePrivateDirectory(const std::filesystem::path& re
   return unexpected(FileError::createFolderFailed(path, error == EEXIST ? ENOTDIR : error));
 }
 
+expected<void, FileError> ensureOwnPrivateFolder(const std::filesystem::path& folder) {
+  if (::mkdir(folder.c_str(), 0700) != 0 && errno != EEXIST) {
+    return unexpected(FileError::createFolderFailed(folder, errno));
+  }
+  // Opened without following a link: in a shared /tmp a symbolic link planted by someone else must not
+  // lead us anywhere. The checks and the repair then act on what was opened, not on the name again.
+  UniqueFd fd(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+  if (!fd) {
+    if (errno == ELOOP || errno == ENOTDIR) {
+      struct stat link {};
+      const bool isLink = ::lstat(folder.c_str(), &link) == 0 && S_ISLNK(link.st_mode);
+      return unexpected(FileError::notPrivate(folder, isLink ? "it is a symbolic link" : "it is not a folder"));
+    }
+    return unexpected(FileError::createFolderFailed(folder, errno));
+  }
+  struct stat info {};
+  if (::fstat(fd.get(), &info) != 0) return unexpected(FileError::createFolderFailed(folder, errno));
+  if (info.st_uid != ::geteuid()) return unexpected(FileError::notPrivate(folder, "it belongs to another user"));
+  // Ours, but open to others (an old umask, a careless chmod): nobody else could have made it ours, so it
+  // is safe to close it again.
+  if ((info.st_mode & 077) != 0 && ::fchmod(fd.get(), 0700) != 0) {
+    return unexpected(FileError::notPrivate(
+        folder, fmt::format("other users can open it (mode {:o}) and it could not be made private", info.st_mode & 07777)));
+  }
+  return {};
+}
+
 expected<std::filesystem::path, FileError> runtimeDirectory() {
   std::filesystem::path folder;
   if (auto runtime = detail::absolutePathFromEnvironment("XDG_RUNTIME_DIR")) {
     ORVANTA_TRY(ensurePrivateDirectory(*runtime));
     folder = *runtime / "orvanta";
   } else {
-    folder = temporaryDirectory() / fmt::format("orvanta-{}", ::geteuid());
+    folder = scratchDirectory();
   }
 
-  if (::mkdir(folder.c_str(), 0700) != 0 && errno != EEXIST) {
-    return unexpected(FileError::createFolderFailed(folder, errno));
-  }
-  // lstat, not stat: in a shared /tmp a symbolic link planted by someone else must not be followed.
-  struct stat info {};
-  if (::lstat(folder.c_str(), &info) != 0) return unexpected(FileError::createFolderFailed(folder, errno));
-  if (!S_ISDIR(info.st_mode)) return unexpected(FileError::notPrivate(folder, "it is not a folder"));
-  if (info.st_uid != ::geteuid()) return unexpected(FileError::notPrivate(folder, "it belongs to another user"));
-  if ((info.st_mode & 077) != 0) {
-    return unexpected(
-        FileError::notPrivate(folder, fmt::format("other users can open it (mode {:o})", info.st_mode & 07777)));
-  }
+  ORVANTA_TRY(ensureOwnPrivateFolder(folder));
   return folder;
 }
 

@@ -36,11 +36,19 @@ namespace orvanta {
 // $TMPDIR when it is an absolute path, else /tmp. Never fails; not created.
 [[nodiscard]] std::filesystem::path temporaryDirectory();
 
+// This user's own folder for scratch files, <temporaryDirectory>/orvanta-<uid>: computed only. Private
+// folders of one command are made inside it (PrivateDirectory checks it with ensureOwnPrivateFolder).
+[[nodiscard]] std::filesystem::path scratchDirectory();
+
 // A folder for lock files that only this user can reach. Creates it (mode 0700) when missing, together
-// with a missing $XDG_RUNTIME_DIR. Fails with createFolderFailed, or with notPrivate when the folder
-// exists but is not a real folder (a symbolic link, a file), belongs to another user, or is open to the
-// group or to others; it is never repaired, since someone else may have planted it.
+// with a missing $XDG_RUNTIME_DIR. See ensureOwnPrivateFolder for what is checked and repaired.
 [[nodiscard]] expected<std::filesystem::path, FileError> runtimeDirectory();
+
+// Makes `folder` (its parent must exist) a folder of ours that nobody else can open: creates it 0700 when
+// missing; one of ours that is open to others is set back to 0700. Fails with notPrivate when it is a
+// symbolic link or not a folder, or belongs to another user (someone else may have planted it: it is
+// never used nor changed), and with createFolderFailed. Never follows a symbolic link.
+[[nodiscard]] expected<void, FileError> ensureOwnPrivateFolder(const std::filesystem::path& folder);
 
 // mkdir -p: creates `path` and its missing parents with mode 0700 (less the umask). Folders that already
 // exist are left as they are. Fails with createFolderFailed naming the component that could not be

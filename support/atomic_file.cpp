@@ -51,10 +51,30 @@ int syncDescriptor(int fd) {
   return 0;
 }
 
+// Removes the temporary files that writers of `path` killed halfway left behind: ours, and untouched for
+// long enough that no live writer (whose whole write takes moments) can still be using them.
+void removeStaleTemporaries(const std::filesystem::path& folder, const std::string& name) {
+  constexpr auto staleAfter = std::chrono::minutes(10);
+  const std::string prefix = "." + name + ".";
+  std::error_code error;
+  std::filesystem::directory_iterator entries(folder, error);
+  if (error) return;
+  const auto now = std::chrono::system_clock::now();
+  for (const auto& entry : entries) {
+    const std::string entryName = entry.path().filename().string();
+    if (!entryName.starts_with(prefix) || !entryName.ends_with(".tmp")) continue;
+    struct stat info {};
+    if (::lstat(entry.path().c_str(), &info) != 0 || !S_ISREG(info.st_mode) || info.st_uid != ::geteuid()) continue;
+    if (now - std::chrono::system_clock::from_time_t(info.st_mtime) < staleAfter) continue;
+    ::unlink(entry.path().c_str());
+  }
+}
+
 }  // namespace
 
 expected<void, FileError> writeFileAtomically(const std::filesystem::path& path, std::string_view bytes, mode_t mode) {
   const std::filesystem::path folder = folderOf(path);
+  removeStaleTemporaries(folder, path.filename().string());
   std::filesystem::path temporary;
   UniqueFd fd;
   for (int attempt = 0; attempt < 16 && !fd; ++attempt) {
@@ -82,20 +102,33 @@ expected<void, FileError> writeFileAtomically(const std::filesystem::path& path,
   return {};
 }
 
-expected<std::optional<std::string>, FileError> readFile(const std::filesystem::path& path) {
+std::string budgetText(std::size_t bytes) {
+  if (bytes >= 1024 * 1024 && bytes % (1024 * 1024) == 0) return fmt::format("{} MiB", bytes / (1024 * 1024));
+  if (bytes >= 1024 && bytes % 1024 == 0) return fmt::format("{} KiB", bytes / 1024);
+  return fmt::format("{} bytes", bytes);
+}
+
+expected<std::optional<std::string>, FileError> readFile(const std::filesystem::path& path, std::size_t maxBytes) {
   UniqueFd fd;
+  // Non-blocking, so that opening a FIFO does not wait for a writer; only regular files are read on.
   do {
-    fd.reset(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    fd.reset(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
   } while (!fd && errno == EINTR);
   if (!fd) {
     if (errno == ENOENT) return std::optional<std::string>();
     return unexpected(FileError::readFailed(path, errno));
   }
-  std::string content;
   struct stat info {};
-  if (::fstat(fd.get(), &info) == 0 && S_ISREG(info.st_mode) && info.st_size > 0) {
-    content.reserve(static_cast<std::size_t>(info.st_size));
-  }
+  if (::fstat(fd.get(), &info) != 0) return unexpected(FileError::readFailed(path, errno));
+  if (S_ISDIR(info.st_mode)) return unexpected(FileError::readFailed(path, EISDIR));
+  if (!S_ISREG(info.st_mode)) return unexpected(FileError::readRefused(path, "it is not a regular file", EINVAL));
+  auto tooLarge = [&] {
+    return unexpected(FileError::readRefused(path, "it is larger than " + budgetText(maxBytes), EFBIG));
+  };
+  if (info.st_size > 0 && static_cast<std::uintmax_t>(info.st_size) > maxBytes) return tooLarge();
+
+  std::string content;
+  if (info.st_size > 0) content.reserve(static_cast<std::size_t>(info.st_size));
   std::array<char, 16384> buffer{};
   for (;;) {
     ssize_t count = ::read(fd.get(), buffer.data(), buffer.size());
@@ -104,6 +137,8 @@ expected<std::optional<std::string>, FileError> readFile(const std::filesystem::
       if (errno == EINTR) continue;
       return unexpected(FileError::readFailed(path, errno));
     }
+    // The file may grow while it is read (or report no size at all, as /proc files do).
+    if (content.size() + static_cast<std::size_t>(count) > maxBytes) return tooLarge();
     content.append(buffer.data(), static_cast<std::size_t>(count));
   }
   return std::optional<std::string>(std::move(content));

@@ -29,9 +29,24 @@ namespace orvanta {
 [[nodiscard]] expected<void, FileError> writeFileAtomically(const std::filesystem::path& path, std::string_view bytes,
                                                             mode_t mode = 0600);
 
-// The whole content of `path`; nullopt when no file exists there. Fails with readFailed for everything
-// else (permission, a folder at `path`, I/O errors).
-[[nodiscard]] expected<std::optional<std::string>, FileError> readFile(const std::filesystem::path& path);
+// Byte budgets of the documents we read, by purpose. A read never takes more than its budget.
+namespace read_budget {
+inline constexpr std::size_t payload = 64 * 1024;                // a push payload, a pasted text
+inline constexpr std::size_t settings = 16 * 1024 * 1024;        // settings.json, route files
+inline constexpr std::size_t library = 64 * 1024 * 1024;         // the scenario library, an import
+inline constexpr std::size_t propertyList = 8 * 1024 * 1024;     // an app's Info.plist
+inline constexpr std::size_t image = 256 * 1024 * 1024;          // a screenshot, an icon
+}  // namespace read_budget
+
+// The whole content of `path`, at most `maxBytes` of it; nullopt when no file exists there. Only regular
+// files are read: a FIFO, a device or a folder is refused without waiting on it (opened non-blocking,
+// then checked). Fails with readFailed for everything else (permission, I/O errors), and with readRefused's
+// sentences for a file that is not regular or holds more than `maxBytes`.
+[[nodiscard]] expected<std::optional<std::string>, FileError> readFile(const std::filesystem::path& path,
+                                                                       std::size_t maxBytes);
+
+// "8 MiB", "64 kB", "4096 bytes": a budget in words.
+[[nodiscard]] std::string budgetText(std::size_t bytes);
 
 // Moves an unreadable document `<dir>/<base><ext>` aside to `<dir>/<base>.unreadable-<yyyyMMdd-HHmmss><ext>`
 // with `now` in UTC (settings.json -> settings.unreadable-20261121-054600.json). When that name is taken,

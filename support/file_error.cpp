@@ -43,6 +43,14 @@ FileError FileError::notPrivate(std::filesystem::path path, std::string reason) 
   error.message = std::move(reason);
   return error;
 }
+FileError FileError::readRefused(std::filesystem::path path, std::string reason, int errorNumber) {
+  FileError error;
+  error.kind = Case::readFailed;
+  error.path = std::move(path);
+  error.message = std::move(reason);
+  error.errorNumber = errorNumber;
+  return error;
+}
 FileError FileError::homeNotFound() {
   FileError error;
   error.kind = Case::homeNotFound;

@@ -36,6 +36,9 @@ struct FileError {
   static FileError lockFailed(std::filesystem::path path, int errorNumber);
   // `reason` completes "Refusing to use the folder <path>: ", e.g. "it belongs to another user".
   static FileError notPrivate(std::filesystem::path path, std::string reason);
+  // A read refused before or while reading: `reason` completes "Could not read <path>: ", e.g. "it is
+  // larger than 8 MiB" or "it is not a regular file". `errorNumber` is EFBIG or EINVAL.
+  static FileError readRefused(std::filesystem::path path, std::string reason, int errorNumber);
   static FileError homeNotFound();
 
   // The user-facing sentence, e.g. "Could not write /x/y: Permission denied".

@@ -14,7 +14,7 @@ namespace orvanta {
 expected<std::optional<FileLock>, FileError> FileLock::acquire(const std::filesystem::path& path, Wait wait) {
   UniqueFd fd;
   do {
-    fd.reset(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOCTTY, 0600));
+    fd.reset(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOCTTY | O_NOFOLLOW, 0600));
   } while (!fd && errno == EINTR);
   if (!fd) return unexpected(FileError::lockFailed(path, errno));
 
@@ -63,7 +63,7 @@ expected<void, FileError> FileLock::writeNote(std::string_view note) {
 }
 
 expected<std::string, FileError> FileLock::readNote(const std::filesystem::path& path) {
-  auto content = readFile(path);
+  auto content = readFile(path, 4096);
   if (!content) return unexpected(std::move(content).error());
   return content->value_or(std::string());
 }

@@ -1,5 +1,7 @@
 #include "support/json_text.hpp"
 
+#include "support/atomic_file.hpp"
+
 namespace orvanta {
 
 std::string plainJsonMessage(std::string_view what) {
@@ -8,6 +10,36 @@ std::string plainJsonMessage(std::string_view what) {
     if (close != std::string_view::npos) what.remove_prefix(close + 2);
   }
   return std::string(what);
+}
+
+std::optional<std::string> jsonLimitProblem(std::string_view text, std::size_t maxDepth, std::size_t maxBytes) {
+  if (text.size() > maxBytes) return "the document is larger than " + budgetText(maxBytes);
+  std::size_t depth = 0;
+  bool inString = false;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const char c = text[i];
+    if (inString) {
+      if (c == '\\') {
+        ++i;
+      } else if (c == '"') {
+        inString = false;
+      }
+      continue;
+    }
+    switch (c) {
+      case '"': inString = true; break;
+      case '[':
+      case '{':
+        if (++depth > maxDepth) return "the document nests deeper than " + std::to_string(maxDepth) + " levels";
+        break;
+      case ']':
+      case '}':
+        if (depth > 0) --depth;
+        break;
+      default: break;
+    }
+  }
+  return std::nullopt;
 }
 
 void appendJsonString(std::string& out, std::string_view text) {

@@ -1,6 +1,7 @@
 // Parsing JSON text with plain error messages.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -18,9 +19,22 @@ namespace orvanta {
 // escaped, everything else as it is. For writers that build JSON text by hand where speed matters.
 void appendJsonString(std::string& out, std::string_view text);
 
-// Parses `text` (fragments allowed: any JSON value at top level). The error is plainJsonMessage's text.
+// Every document we read from outside nests at most this deep; deeper ones are refused before parsing, so
+// that neither the parser nor the recursive copies and printers of a parsed value can run out of stack.
+inline constexpr std::size_t maximumJsonDepth = 64;
+// The largest JSON text we parse at all; readers with a purpose have smaller budgets of their own.
+inline constexpr std::size_t maximumJsonBytes = 64 * 1024 * 1024;
+
+// Why `text` is beyond the limits ("the document nests deeper than 64 levels"), or nullopt. One pass over
+// the bytes, strings skipped; it does not validate anything else.
+[[nodiscard]] std::optional<std::string> jsonLimitProblem(std::string_view text, std::size_t maxDepth = maximumJsonDepth,
+                                                          std::size_t maxBytes = maximumJsonBytes);
+
+// Parses `text` (fragments allowed: any JSON value at top level) within the limits above. The error is
+// jsonLimitProblem's or plainJsonMessage's text.
 template <class Json = nlohmann::json>
-[[nodiscard]] expected<Json, std::string> parseJsonText(std::string_view text) {
+[[nodiscard]] expected<Json, std::string> parseJsonText(std::string_view text, std::size_t maxBytes = maximumJsonBytes) {
+  if (auto problem = jsonLimitProblem(text, maximumJsonDepth, maxBytes)) return unexpected(std::move(*problem));
   try {
     return Json::parse(text.begin(), text.end());
   } catch (const nlohmann::json::exception& error) {

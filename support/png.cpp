@@ -72,7 +72,7 @@ std::optional<PngSize> pngPixelSize(std::string_view bytes) noexcept {
   if (pngCrc32(bytes.substr(at + 4, 17)) != bigEndian32(bytes, at + 21)) return std::nullopt;
   const std::uint32_t width = bigEndian32(bytes, at + 8);
   const std::uint32_t height = bigEndian32(bytes, at + 12);
-  if (width == 0 || height == 0 || width > 0x7FFFFFFFu || height > 0x7FFFFFFFu) return std::nullopt;
+  if (width == 0 || height == 0 || width > maximumPngSide || height > maximumPngSide) return std::nullopt;
   const auto depth = static_cast<unsigned char>(bytes[at + 16]);
   const auto colorType = static_cast<unsigned char>(bytes[at + 17]);
   if (!validDepth(colorType, depth)) return std::nullopt;

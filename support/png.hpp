@@ -1,7 +1,7 @@
 // The pixel size of a PNG image from its header, and a writer for plain single-colour PNGs.
 //
 // Reading checks what a decoder would check first: the 8-byte signature, then the IHDR chunk (length 13,
-// a correct CRC, a width and height from 1 to 2^31 - 1, a valid bit depth and colour type). Apple's
+// a correct CRC, a width and height from 1 to maximumPngSide, a valid bit depth and colour type). Apple's
 // optimised PNGs put a "CgBI" chunk before IHDR; that one chunk is skipped. Nothing past IHDR is read.
 // All functions are pure and thread-safe.
 #pragma once
@@ -10,6 +10,12 @@
 #include <optional>
 #include <string>
 #include <string_view>
+
+namespace orvanta {
+// The largest side we believe: the format allows 2^31 - 1, but no screen or icon comes near 65,535 pixels,
+// and an image that claims more would only make a viewer try to allocate it.
+inline constexpr std::uint32_t maximumPngSide = 65535;
+}  // namespace orvanta
 
 namespace orvanta {
 

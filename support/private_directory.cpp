@@ -2,11 +2,18 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <signal.h>
 #include <unistd.h>
+
+#include <charconv>
+#include <climits>
+#include <cstdint>
 
 #include <cerrno>
 #include <string>
 #include <system_error>
+
+#include <fmt/format.h>
 
 #include "support/app_paths.hpp"
 #include "support/unique_fd.hpp"
@@ -16,7 +23,8 @@ namespace orvanta {
 
 expected<PrivateDirectory, FileError> PrivateDirectory::create(const std::filesystem::path& parent,
                                                                std::string_view name) {
-  ORVANTA_TRY(ensurePrivateDirectory(parent));
+  if (parent.has_parent_path() && parent.parent_path() != parent) ORVANTA_TRY(ensurePrivateDirectory(parent.parent_path()));
+  ORVANTA_TRY(ensureOwnPrivateFolder(parent));
   std::filesystem::path path = parent / std::string(name);
   if (::mkdir(path.c_str(), 0700) != 0) return unexpected(FileError::createFolderFailed(path, errno));
   // mkdir's mode is reduced by the umask; the folder must be ours alone whatever the umask says.
@@ -30,7 +38,30 @@ expected<PrivateDirectory, FileError> PrivateDirectory::create(const std::filesy
 
 expected<PrivateDirectory, FileError> PrivateDirectory::createUnique(const std::filesystem::path& parent,
                                                                      std::string_view prefix) {
-  return create(parent, std::string(prefix) + makeUUID());
+  removeAbandoned(parent, prefix);
+  return create(parent, fmt::format("{}{}-{}", prefix, ::getpid(), makeUUID()));
+}
+
+void PrivateDirectory::removeAbandoned(const std::filesystem::path& parent, std::string_view prefix,
+                                       const std::function<void(const std::filesystem::path&)>& beforeRemoving) {
+  std::error_code error;
+  std::filesystem::directory_iterator entries(parent, error);
+  if (error) return;
+  for (const auto& entry : entries) {
+    const std::string name = entry.path().filename().string();
+    if (!name.starts_with(prefix)) continue;
+    std::int64_t pid = 0;
+    const char* begin = name.data() + prefix.size();
+    const char* end = name.data() + name.size();
+    auto [next, problem] = std::from_chars(begin, end, pid);
+    if (problem != std::errc() || next == begin || next == end || *next != '-' || pid <= 1 || pid > INT32_MAX) continue;
+    struct stat info {};
+    if (::lstat(entry.path().c_str(), &info) != 0 || !S_ISDIR(info.st_mode) || info.st_uid != ::geteuid()) continue;
+    // kill(pid, 0) fails with ESRCH only when no such process exists; EPERM means it lives (as someone else).
+    if (::kill(static_cast<pid_t>(pid), 0) == 0 || errno != ESRCH) continue;
+    if (beforeRemoving) beforeRemoving(entry.path());
+    std::filesystem::remove_all(entry.path(), error);
+  }
 }
 
 PrivateDirectory::PrivateDirectory(PrivateDirectory&& other) noexcept : path_(std::move(other.path_)) {

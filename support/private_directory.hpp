@@ -5,6 +5,7 @@
 #pragma once
 
 #include <filesystem>
+#include <functional>
 #include <string_view>
 
 #include "support/expected.hpp"
@@ -15,12 +16,16 @@ namespace orvanta {
 // Move-only owner of one folder. Not thread-safe: one owner uses it.
 class PrivateDirectory {
  public:
-  // Creates `parent` (mkdir -p, 0700) when missing, then a new folder `parent`/`name` with mode 0700. The
+  // Creates the parent's parent when missing (mkdir -p, 0700), makes sure `parent` is a folder of ours
+  // that nobody else can open (ensureOwnPrivateFolder: created 0700, repaired when ours, refused with
+  // notPrivate when it is a link or another user's), then a new folder `parent`/`name` with mode 0700. The
   // new folder must not exist yet: an existing one (another process's, or a planted link) is refused with
   // createFolderFailed (EEXIST) rather than reused. Blocks on the file system; any thread.
   [[nodiscard]] static expected<PrivateDirectory, FileError> create(const std::filesystem::path& parent,
                                                                     std::string_view name);
-  // create(parent, prefix + a new upper-case UUID), e.g. "Orvanta-Push-E621E1F8-C36C-...".
+  // create(parent, prefix + our pid + "-" + a new upper-case UUID), e.g. "Orvanta-Push-4242-E621E1F8-...".
+  // First removes the folders of `prefix` in `parent` that were left by processes that no longer run (a
+  // command killed before it could clean up); a live process's folder is never touched.
   [[nodiscard]] static expected<PrivateDirectory, FileError> createUnique(const std::filesystem::path& parent,
                                                                           std::string_view prefix);
 
@@ -37,6 +42,11 @@ class PrivateDirectory {
   // writeFailed carrying the system's message.
   [[nodiscard]] expected<std::filesystem::path, FileError> writeFile(std::string_view name,
                                                                      std::string_view bytes) const;
+
+  // Removes the folders of createUnique(parent, prefix) whose process no longer runs, after calling
+  // `beforeRemoving` (when given) with each. Best effort.
+  static void removeAbandoned(const std::filesystem::path& parent, std::string_view prefix,
+                              const std::function<void(const std::filesystem::path&)>& beforeRemoving = {});
 
   // Removes the folder now; the destructor then does nothing.
   void remove() noexcept;

@@ -63,7 +63,7 @@ expected<std::filesystem::path, FileError> JsonFileSettingsStore::defaultFile() 
 }
 
 expected<JsonFileSettingsStore::Loaded, FileError> JsonFileSettingsStore::read() const {
-  auto content = readFile(file_);
+  auto content = readFile(file_, read_budget::settings);
   if (!content) {
     // A shortage of descriptors or memory says nothing about the file, which must not be set aside for it.
     if (isResourceShortage(content.error().errorNumber)) return unexpected(std::move(content).error());

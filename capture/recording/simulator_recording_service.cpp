@@ -5,6 +5,7 @@
 
 #include <fmt/format.h>
 
+#include "capture/recording/orphan_recorder.hpp"
 #include "capture/recording/recording_handshake.hpp"
 #include "capture/recording/single_assignment_signal.hpp"
 #include "support/app_paths.hpp"
@@ -31,7 +32,8 @@ RecordingError exitError(const ProcessRunner::Result& result) {
   std::string text = decodeUtf8Lossy(result->stderr.view());
   if (text.find_first_not_of(" \n\t") == std::string::npos) text = decodeUtf8Lossy(result->stdout.view());
   while (!text.empty() && (text.back() == '\n' || text.back() == ' ')) text.pop_back();
-  error.message = text.empty() ? fmt::format("simctl exited with status {}.", result->terminationStatus) : text;
+  error.message =
+      text.empty() ? "simctl " + terminationText(result->terminationStatus, result->terminatedBySignal) + "." : text;
   return error;
 }
 
@@ -45,7 +47,7 @@ SimulatorRecordingSession::~SimulatorRecordingSession() {
 }
 
 std::filesystem::path SimulatorRecordingService::defaultTemporaryDirectory() {
-  return temporaryDirectory() / "Orvanta" / "Recordings" / makeUUID();
+  return scratchDirectory() / fmt::format("Orvanta-Recording-{}-{}", ::getpid(), makeUUID());
 }
 
 SimulatorRecordingService::SimulatorRecordingService(StartLongRunningFunction start,
@@ -100,6 +102,10 @@ expected<std::unique_ptr<SimulatorRecordingSession>, RecordingError> SimulatorRe
 
   if (ownsTemporaryDirectory_) {
     if (!owned_) {
+      // A recording whose orvanta was killed may still be running: its recorder writes into the abandoned
+      // folder. End it (it finishes its movie on SIGINT) before the folder goes.
+      PrivateDirectory::removeAbandoned(temporaryDirectory_.parent_path(), "Orvanta-Recording-",
+                                        [](const std::filesystem::path& folder) { endOrphanRecorders(folder); });
       auto created = PrivateDirectory::create(temporaryDirectory_.parent_path(), temporaryDirectory_.filename().string());
       if (!created) return unexpected(RecordingError::of(Case::temporaryLocationUnavailable));
       owned_ = std::move(*created);

@@ -39,7 +39,7 @@ std::optional<std::string> readHeader(const std::filesystem::path& path) {
 }  // namespace
 
 std::filesystem::path ScreenshotCaptureService::defaultTemporaryDirectory() {
-  return ::orvanta::temporaryDirectory() / "Orvanta" / "Screenshots" / makeUUID();
+  return scratchDirectory() / fmt::format("Orvanta-Screenshot-{}-{}", ::getpid(), makeUUID());
 }
 
 ScreenshotCaptureService::ScreenshotCaptureService(RunFunction run, std::filesystem::path temporaryDirectory,
@@ -61,6 +61,7 @@ expected<ScreenshotCapture, ScreenshotError> ScreenshotCaptureService::capture(c
 
   if (ownsTemporaryDirectory_) {
     if (!owned_) {
+      PrivateDirectory::removeAbandoned(temporaryDirectory_.parent_path(), "Orvanta-Screenshot-");
       auto created = PrivateDirectory::create(temporaryDirectory_.parent_path(), temporaryDirectory_.filename().string());
       if (!created) return unexpected(ScreenshotError::of(Case::temporaryLocationUnavailable));
       owned_ = std::move(*created);
@@ -79,7 +80,7 @@ expected<ScreenshotCapture, ScreenshotError> ScreenshotCaptureService::capture(c
   if (result->terminationStatus != 0 || result->terminatedBySignal) {
     discard();
     auto message = trimmedText(result->stderr.view());
-    if (message.empty()) message = fmt::format("simctl exited with status {}.", result->terminationStatus);
+    if (message.empty()) message = "simctl " + terminationText(result->terminationStatus, result->terminatedBySignal) + ".";
     return unexpected(ScreenshotError::of(Case::simctlFailed, std::move(message)));
   }
   std::error_code error;

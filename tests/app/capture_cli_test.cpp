@@ -22,9 +22,10 @@ class CaptureCliTest : public testing::TargetedCliTest {
  protected:
   // Nothing of ours is left in the temporary folder, and no emulator (recorder) still runs.
   void expectNothingLeftBehind() {
-    for (const char* folder : {"tmp/Orvanta/Screenshots", "tmp/Orvanta/Recordings"}) {
-      if (std::filesystem::exists(root() / folder)) {
-        EXPECT_TRUE(testing::entries(root() / folder).empty()) << folder;
+    const auto scratch = temporary() / ("orvanta-" + std::to_string(::geteuid()));
+    if (std::filesystem::exists(scratch)) {
+      for (const auto& entry : testing::entries(scratch)) {
+        EXPECT_FALSE(entry.starts_with("Orvanta-")) << entry;
       }
     }
     EXPECT_EQ(emulatorProcessesAlive(), 0);

@@ -23,10 +23,12 @@ class PushCliTest : public testing::TargetedCliTest {
     return push.is_object() ? push.value("delivered", Json::array()) : Json::array();
   }
 
-  // Payload folders left in the temporary folder.
+  // Payload folders left in the user's scratch folder.
   int payloadFolders() const {
     int count = 0;
-    for (const auto& entry : fs::directory_iterator(temporary())) {
+    const auto scratch = temporary() / ("orvanta-" + std::to_string(::geteuid()));
+    if (!fs::exists(scratch)) return 0;
+    for (const auto& entry : fs::directory_iterator(scratch)) {
       if (entry.path().filename().string().starts_with("Orvanta-Push-")) ++count;
     }
     return count;

@@ -126,7 +126,7 @@ class ScenarioLibraryTest : public ::testing::Test {
   std::chrono::system_clock::time_point now = at(1000.5);
 };
 
-TEST_F(ScenarioLibraryTest, OtherSchemaVersionsAreKeptInPlaceAndUnreadableItemsSkipped) {
+TEST_F(ScenarioLibraryTest, OtherSchemaVersionsAndItemsThatDoNotDecodeAreKeptInPlace) {
   const std::string v1 = R"({"id":"E621E1F8-C36C-495A-93FC-0C247A3E6E5F","schemaVersion":1,"name":"A","steps":[],
                               "createdAt":1,"updatedAt":2})";
   const std::string v2 = R"({"id":"aaaaaaaa-0000-4000-8000-000000000002","schemaVersion":2,"name":"Future",
@@ -139,20 +139,23 @@ TEST_F(ScenarioLibraryTest, OtherSchemaVersionsAreKeptInPlaceAndUnreadableItemsS
   write(R"({"items":[)" + v2 + "," + noEnvelope + "," + v1 + "," + twoKeys + "," + v0 + "]}");
 
   auto library = load();
-  ASSERT_EQ(library.entries.size(), 3u);
+  ASSERT_EQ(library.entries.size(), 4u);
   EXPECT_EQ(library.entries[0], ScenarioLibrary::Entry::unsupported("AAAAAAAA-0000-4000-8000-000000000002", 2));
   EXPECT_EQ(library.entries[1].scenario.name, "A");
-  EXPECT_EQ(library.entries[2], ScenarioLibrary::Entry::unsupported("AAAAAAAA-0000-4000-8000-000000000000", 0));
+  EXPECT_EQ(library.entries[2].id(), "BBBBBBBB-0000-4000-8000-000000000000");
+  EXPECT_TRUE(library.entries[2].message().starts_with("This scenario could not be read (")) << library.entries[2].message();
+  EXPECT_EQ(library.entries[3], ScenarioLibrary::Entry::unsupported("AAAAAAAA-0000-4000-8000-000000000000", 0));
   EXPECT_EQ(library.lookup("e621e1f8-c36c-495a-93fc-0c247a3e6e5f")->name, "A");
   EXPECT_EQ(library.lookup("AAAAAAAA-0000-4000-8000-000000000002"), nullptr);
 
   ASSERT_TRUE(library.add(scenario("New")));
   auto disk = onDisk();
   EXPECT_EQ(disk["formatVersion"], 1);
-  ASSERT_EQ(disk["items"].size(), 4u);
+  ASSERT_EQ(disk["items"].size(), 5u);
   EXPECT_EQ(disk["items"][0], nlohmann::json::parse(v2));
-  EXPECT_EQ(disk["items"][2], nlohmann::json::parse(v0));
-  EXPECT_EQ(disk["items"][3]["name"], "New");
+  EXPECT_EQ(disk["items"][2], nlohmann::json::parse(twoKeys));  // written back as it was read
+  EXPECT_EQ(disk["items"][3], nlohmann::json::parse(v0));
+  EXPECT_EQ(disk["items"][4]["name"], "New");
   // Pretty-printed with sorted keys.
   EXPECT_NE(testing::readBytes(file())->find("{\n  \"formatVersion\": 1,\n  \"items\": ["), std::string::npos);
   EXPECT_EQ(testing::permissions(file().parent_path()), 0700);

@@ -54,12 +54,39 @@ TEST(ProcessRunnerTest, ExitStatusesAndSignalsAreOutputsNotErrors) {
 TEST(ProcessRunnerTest, LargeOutputOnBothStreamsDoesNotDeadlock) {
   ProcessRunner runner;
   constexpr std::size_t size = 8 << 20;
-  auto output = runner.run(kHelper, {"out", std::to_string(size)});
+  ProcessRunner::Options everything;
+  everything.stderrLimit = SIZE_MAX;
+  auto output = runner.run(kHelper, {"out", std::to_string(size)}, everything);
   ASSERT_TRUE(output.has_value()) << output.error().description();
   EXPECT_EQ(output->stdout.size(), size);
   EXPECT_EQ(output->stderr.size(), size);
   EXPECT_EQ(output->stdout.view().find_first_not_of('x'), std::string::npos);
   EXPECT_EQ(output->stderr.view().find_first_not_of('e'), std::string::npos);
+}
+
+TEST(ProcessRunnerTest, OutputBeyondItsBudgetIsCutOrEndsTheRun) {
+  ProcessRunner runner;
+  // By default stderr keeps its first 64 KiB and the rest is read and dropped; the run still succeeds.
+  auto noisy = runner.run(kHelper, {"out", std::to_string(1 << 20)});
+  ASSERT_TRUE(noisy.has_value()) << noisy.error().description();
+  EXPECT_EQ(noisy->stdout.size(), std::size_t{1} << 20);
+  EXPECT_EQ(noisy->stderr.size(), ProcessRunner::defaultStderrLimit);
+
+  // Past the stdout budget the child is ended at once and the run fails with a sentence.
+  ProcessRunner::Options small;
+  small.stdoutLimit = 1 << 20;
+  const auto began = std::chrono::steady_clock::now();
+  auto flood = runner.run(kHelper, {"out", std::to_string(std::size_t{4} << 30)}, small);
+  EXPECT_LT(std::chrono::steady_clock::now() - began, std::chrono::seconds(10));
+  ASSERT_FALSE(flood.has_value());
+  EXPECT_EQ(flood.error().description(), "Failed to read process output: the program printed more than 1 MiB");
+}
+
+TEST(ProcessRunnerTest, HowAProgramEndedInWords) {
+  EXPECT_EQ(terminationText(3, false), "exited with status 3");
+  EXPECT_EQ(terminationText(9, true), "was killed by signal 9 (SIGKILL)");
+  EXPECT_EQ(ProcessRunnerError::killedBySignal(15, "bye").description(),
+            "Process was killed by signal 15 (SIGTERM): bye");
 }
 
 TEST(ProcessRunnerTest, StandardInputIsDeliveredAndClosedEvenWhenLarge) {

@@ -69,6 +69,7 @@ TEST(SimctlClientTest, FailuresBecomeTheRightErrors) {
   fake.reply(R"({"devices": {"rt": [{"name": "x", "state": "Booted"}]}})");
   fake.reply(R"({"devices": {"rt": [{"udid": 5, "name": "x", "state": "Booted"}]}})");
   fake.fail(ProcessRunnerError::executableNotFound("/usr/bin/xcrun"));
+  fake.replies.push_back(ProcessRunner::Output{ByteBuffer(""), ByteBuffer(""), 9, true});
   SimctlClient client{fake.function()};
 
   EXPECT_EQ(client.listDevices().error().description(), "Process exited with status 3: An error was encountered\n");
@@ -83,6 +84,27 @@ TEST(SimctlClientTest, FailuresBecomeTheRightErrors) {
   EXPECT_EQ(client.listDevices().error().description(),
             "Failed to decode process output: 'udid' in device 0 of rt must be a string, but is number");
   EXPECT_EQ(client.listDevices().error().description(), "Executable not found at /usr/bin/xcrun.");
+  EXPECT_EQ(client.listDevices().error().description(), "Process was killed by signal 9 (SIGKILL): ");
+}
+
+TEST(SimctlClientTest, EveryCallHasATimeOutSuitedToWhatItDoes) {
+  struct Row {
+    std::vector<std::string> arguments;
+    double seconds;
+  };
+  for (const Row& row : {Row{{"simctl", "list", "devices", "--json"}, 60},
+                         Row{{"simctl", "listapps", "U"}, 60},
+                         Row{{"simctl", "status_bar", "U", "list"}, 60},
+                         Row{{"simctl", "ui", "U", "appearance"}, 60},
+                         Row{{"simctl", "ui", "U", "appearance", "dark"}, 120},
+                         Row{{"simctl", "location", "U", "set", "1,2"}, 120},
+                         Row{{"simctl", "boot", "U"}, 300},
+                         Row{{"simctl", "install", "U", "/x.app"}, 900},
+                         Row{{"-p"}, 60}}) {
+    SCOPED_TRACE(row.arguments.back());
+    EXPECT_EQ(simctlRunOptions(row.arguments).timeout, row.seconds);
+    EXPECT_EQ(simctlRunOptions(row.arguments, 0.5).timeout, row.seconds / 2);
+  }
 }
 
 TEST(SimulatorDiscoveryServiceTest, KeepsTheLastGoodListAndReportsTheLastError) {

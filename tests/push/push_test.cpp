@@ -1,3 +1,5 @@
+#include <unistd.h>
+
 #include <filesystem>
 #include <string>
 
@@ -137,7 +139,9 @@ TEST_F(PushSenderTest, WritesAPrivatePayloadFileRunsSimctlAndRemovesTheFolder) {
   EXPECT_EQ(seen_.file.filename(), "payload.apns");
   const std::string folder = seen_.file.parent_path().filename().string();
   ASSERT_TRUE(folder.starts_with("Orvanta-Push-")) << folder;
-  EXPECT_EQ(parseUUID(folder.substr(13)), folder.substr(13)) << "an upper-case UUID";
+  const std::string owner = std::to_string(::getpid()) + "-";
+  ASSERT_TRUE(folder.substr(13).starts_with(owner)) << "the owner's pid comes first";
+  EXPECT_EQ(parseUUID(folder.substr(13 + owner.size())), folder.substr(13 + owner.size())) << "an upper-case UUID";
   EXPECT_EQ(seen_.file.parent_path().parent_path(), temporary_.path());
   EXPECT_EQ(seen_.bytes, payloadText);
   EXPECT_EQ(seen_.fileMode, 0600);

@@ -71,6 +71,21 @@ TEST_F(SimulatorPasteboardServiceTest, WriteNotAcceptedWhenTheRetryDoesNotArrive
   EXPECT_EQ(host.contents(), std::nullopt);
 }
 
+TEST_F(SimulatorPasteboardServiceTest, ASecretNeverCrossesTheHostClipboardNorReachesADiagnostic) {
+  simctl.pbcopyStoresNothing = true;
+  auto written = service().writeText("s3cret", kUDID, {}, SimulatorPasteboardService::Sensitivity::secret);
+  ASSERT_FALSE(written);
+  EXPECT_EQ(written.error().kind, Case::writeNotAccepted);
+  EXPECT_EQ(simctl.argumentLists(), (Arguments{{"simctl", "pbcopy", kUDID}, {"simctl", "pbpaste", kUDID}}));
+  EXPECT_EQ(host.contents(), std::nullopt);
+
+  // A tool that echoes its input in its complaint: the secret is masked wherever it appears.
+  simctl.failures["pbcopy"] = {1, "pbcopy: cannot store 's3cret' (s3cret)\n"};
+  auto echoed = service().writeText("s3cret", kUDID, {}, SimulatorPasteboardService::Sensitivity::secret);
+  ASSERT_FALSE(echoed);
+  EXPECT_EQ(echoed.error().description(), "pbcopy: cannot store '***' (***)");
+}
+
 TEST_F(SimulatorPasteboardServiceTest, FailuresCarrySimctlsDiagnostic) {
   const std::string shutdown =
       "An error was encountered processing the command (domain=com.apple.CoreSimulator.SimError, code=405):\n"

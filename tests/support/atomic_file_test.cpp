@@ -32,7 +32,7 @@ TEST(AtomicFileTest, ReplacesTheContentAndLeavesNothingElseBehind) {
   EXPECT_EQ(permissions(file), 0640);
   EXPECT_EQ(entries(folder.path()), std::set<std::string>{"doc.json"});
 
-  auto read = readFile(file);
+  auto read = readFile(file, 1 << 20);
   ASSERT_TRUE(read);
   EXPECT_EQ(*read, std::optional<std::string>("{}"));
 }
@@ -59,14 +59,47 @@ TEST(AtomicFileTest, FailureRemovesTheTemporaryFileAndKeepsWhatWasThere) {
 
 TEST(AtomicFileTest, ReadingTellsAMissingFileFromAnUnreadableOne) {
   ScratchFolder folder;
-  auto missing = readFile(folder / "absent");
+  auto missing = readFile(folder / "absent", 1 << 20);
   ASSERT_TRUE(missing);
   EXPECT_FALSE(missing->has_value());
 
-  auto isFolder = readFile(folder.path());
+  auto isFolder = readFile(folder.path(), 1 << 20);
   ASSERT_FALSE(isFolder);
   EXPECT_EQ(isFolder.error().kind, FileError::Case::readFailed);
   EXPECT_EQ(isFolder.error().errorNumber, EISDIR);
+}
+
+TEST(AtomicFileTest, ReadingKeepsToItsBudgetAndToRegularFiles) {
+  ScratchFolder folder;
+  writeBytes(folder / "exact", std::string(4096, 'x'));
+  writeBytes(folder / "over", std::string(4097, 'x'));
+  ASSERT_EQ(::mkfifo((folder / "fifo").c_str(), 0600), 0);
+  EXPECT_TRUE(readFile(folder / "exact", 4096));
+  struct Row {
+    std::filesystem::path path;
+    std::string sentence;
+  };
+  for (const Row& row : {Row{folder / "over", "it is larger than 4 KiB"},
+                         Row{folder / "fifo", "it is not a regular file"},  // never waited on
+                         Row{"/dev/zero", "it is not a regular file"}}) {
+    SCOPED_TRACE(row.path);
+    auto read = readFile(row.path, 4096);
+    ASSERT_FALSE(read);
+    EXPECT_EQ(read.error().description(), "Could not read " + row.path.string() + ": " + row.sentence);
+  }
+}
+
+TEST(AtomicFileTest, TemporaryFilesOfKilledWritersAreRemovedOnceStale) {
+  ScratchFolder folder;
+  const auto stale = folder / ".doc.json.AAAA.tmp";
+  const auto fresh = folder / ".doc.json.BBBB.tmp";
+  const auto other = folder / ".other.json.CCCC.tmp";
+  for (const auto& path : {stale, fresh, other}) writeBytes(path, "half");
+  const auto old = std::filesystem::file_time_type::clock::now() - hours(1);
+  std::filesystem::last_write_time(stale, old);
+  std::filesystem::last_write_time(other, old);
+  ASSERT_TRUE(writeFileAtomically(folder / "doc.json", "{}"));
+  EXPECT_EQ(entries(folder.path()), (std::set<std::string>{".doc.json.BBBB.tmp", ".other.json.CCCC.tmp", "doc.json"}));
 }
 
 TEST(AtomicFileTest, MovingAsideNamesByUtcStampAndNeverOverwrites) {

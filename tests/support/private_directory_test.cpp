@@ -1,5 +1,7 @@
 #include "support/private_directory.hpp"
 
+#include <unistd.h>
+
 #include <sys/stat.h>
 
 #include <gtest/gtest.h>
@@ -29,7 +31,8 @@ TEST(PrivateDirectoryTest, IsPrivateAndGoneWithItsOwnerOnEveryPath) {
     created = folder->path();
     EXPECT_EQ(created.parent_path(), base);
     EXPECT_TRUE(created.filename().string().starts_with("Orvanta-Push-"));
-    EXPECT_EQ(created.filename().string().size(), std::string("Orvanta-Push-").size() + 36);
+    EXPECT_EQ(created.filename().string().size(),
+              std::string("Orvanta-Push-").size() + std::to_string(::getpid()).size() + 1 + 36);
     EXPECT_EQ(modeOf(created), 0700u);
     auto written = folder->writeFile("payload.apns", "{\"aps\":{}}");
     ASSERT_TRUE(written.has_value());

@@ -65,7 +65,7 @@ expected<std::vector<DeclaredURLScheme>, AppURLSchemeError> readDeclaredURLSchem
   if (error || size > maximumInfoPlistBytes) {
     return unexpected(AppURLSchemeError(Case::infoPlistUnreadable, error ? error.message() : "too large"));
   }
-  auto bytes = readFile(file);
+  auto bytes = readFile(file, maximumInfoPlistBytes);
   if (!bytes) return unexpected(AppURLSchemeError(Case::infoPlistUnreadable, bytes.error().description()));
   if (!*bytes) return unexpected(AppURLSchemeError(Case::infoPlistMissing));
   auto parsed = parsePropertyList(**bytes);

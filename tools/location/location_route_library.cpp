@@ -224,8 +224,10 @@ expected<LocationRouteRecent, LocationSimulationError> LocationRouteLibrary::rem
   if (!writeFileAtomically(file(recent.id), encodeRouteDocument(route.segments))) return failed();
 
   std::vector<std::string> dropped;
+  std::vector<std::string> listed;
   auto written = LocationPersistence(storage_, std::string(key)).update([&](Json stored) {
     dropped.clear();
+    listed.clear();
     auto list = decodeRecents(stored);
     std::vector<LocationRouteRecent> kept{recent};
     for (auto& old : list) {
@@ -236,6 +238,7 @@ expected<LocationRouteRecent, LocationSimulationError> LocationRouteLibrary::rem
         kept.push_back(std::move(old));
       }
     }
+    for (const auto& entry : kept) listed.push_back(entry.id);
     return encodeRecents(kept);
   });
   if (!written) {
@@ -243,13 +246,14 @@ expected<LocationRouteRecent, LocationSimulationError> LocationRouteLibrary::rem
     return failed();
   }
   for (const auto& id : dropped) deleteFile(id);
+  removeUnlistedFiles(listed);
   return recent;
 }
 
 expected<LocationRoute, LocationSimulationError> LocationRouteLibrary::open(const LocationRouteRecent& recent) const {
   const auto unavailable = [] { return unexpected(LocationSimulationError(Case::routeDataUnavailable)); };
   const auto path = file(recent.id);
-  auto text = readFile(path);
+  auto text = readFile(path, read_budget::settings);
   if (!text || !*text) return unavailable();
   auto segments = decodeRouteDocument(**text);
   if (!segments) {
@@ -289,6 +293,25 @@ expected<std::vector<LocationRouteRecent>, LocationSimulationError> LocationRout
   if (!written) return unexpected(written.error());
   for (const auto& recent : removed) deleteFile(recent.id);
   return removed;
+}
+
+void LocationRouteLibrary::removeUnlistedFiles(const std::vector<std::string>& listed) const {
+  // Files that no recent names: a process killed between saving a route and listing it left them. One
+  // written moments ago may belong to another process that is about to list it, so only old ones go.
+  constexpr auto settled = std::chrono::minutes(10);
+  std::error_code error;
+  std::filesystem::directory_iterator entries(directory_, error);
+  if (error) return;
+  const auto now = std::filesystem::file_time_type::clock::now();
+  for (const auto& entry : entries) {
+    const auto name = entry.path().filename().string();
+    if (!name.ends_with(".json")) continue;
+    const auto id = parseUUID(name.substr(0, name.size() - 5));
+    if (!id || std::find(listed.begin(), listed.end(), *id) != listed.end()) continue;
+    const auto written = std::filesystem::last_write_time(entry.path(), error);
+    if (error || now - written < settled) continue;
+    std::filesystem::remove(entry.path(), error);
+  }
 }
 
 void LocationRouteLibrary::deleteFile(const std::string& id) const {

@@ -126,6 +126,7 @@ class LocationRouteLibrary {
   expected<std::vector<LocationRouteRecent>, LocationSimulationError> removeWhere(
       const std::function<bool(const LocationRouteRecent&)>& chosen);
   void deleteFile(const std::string& id) const;
+  void removeUnlistedFiles(const std::vector<std::string>& listed) const;
 
   std::shared_ptr<SettingsStore> storage_;
   std::filesystem::path directory_;

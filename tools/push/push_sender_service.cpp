@@ -8,12 +8,7 @@ namespace {
 
 // What simctl said about a failed push: its stderr, else its stdout, else the exit status.
 std::string diagnostic(const ProcessRunner::Output& output) {
-  std::string text = simctlDiagnostic(output);
-  if (text.empty()) {
-    text = output.terminatedBySignal ? "simctl was ended by signal " + std::to_string(output.terminationStatus)
-                                     : "simctl exited with status " + std::to_string(output.terminationStatus);
-  }
-  return text;
+  return simctlFailureText(output);
 }
 
 // The system's own message for a file failure, without the path around it.
@@ -26,7 +21,7 @@ std::string systemReason(const FileError& error) {
 PushSenderService::PushSenderService(SimctlClient client, std::filesystem::path temporaryFolder)
     : client_(std::move(client)), temporaryFolder_(std::move(temporaryFolder)) {}
 
-PushSenderService::PushSenderService(SimctlClient client) : PushSenderService(std::move(client), temporaryDirectory()) {}
+PushSenderService::PushSenderService(SimctlClient client) : PushSenderService(std::move(client), scratchDirectory()) {}
 
 expected<void, PushError> PushSenderService::send(const std::string& payload, const std::string& bundleIdentifier,
                                                   const std::string& simulatorUDID, orvanta::stop_token stop) const {

@@ -20,7 +20,7 @@ namespace orvanta {
 class PushSenderService {
  public:
   explicit PushSenderService(SimctlClient client, std::filesystem::path temporaryFolder);
-  // Payload folders go to the user's temporary folder (temporaryDirectory()).
+  // Payload folders go to the user's scratch folder (scratchDirectory()).
   explicit PushSenderService(SimctlClient client);
 
   // Sends `payload` (as validatePushPayload returns it) to the app on the simulator. Refuses an empty

@@ -126,20 +126,20 @@ expected<QuickInputField, QuickInputError> QuickInputService::addField(std::stri
   if (!document) return unexpected(document.error());
   if (!findProfile(*document, profileID)) return unexpected(QuickInputError(Case::profileNotFound));
 
-  if (field.isSecret) {
-    if (auto stored = secrets_.setSecret(*field.secretAccount, draft.value, secretLabel(field)); !stored) {
-      return unexpected(QuickInputError::secret(stored.error()));
-    }
-  }
+  // The field is saved first and its secret second: a process killed in between leaves a field whose
+  // secret is missing (shown as such, and removable), never a secret in the keyring that nothing names.
   auto changed = store_.change([&](QuickInputDocument& current) -> expected<void, QuickInputError> {
     auto profile = requireProfile(current, profileID);
     if (!profile) return unexpected(profile.error());
     (*profile)->fields.push_back(field);
     return {};
   });
-  if (!changed) {
-    if (field.secretAccount) (void)secrets_.removeSecret(*field.secretAccount);
-    return unexpected(changed.error());
+  if (!changed) return unexpected(changed.error());
+  if (field.isSecret) {
+    if (auto stored = secrets_.setSecret(*field.secretAccount, draft.value, secretLabel(field)); !stored) {
+      (void)removeField(profileID, field.id);
+      return unexpected(QuickInputError::secret(stored.error()));
+    }
   }
   return field;
 }
@@ -193,7 +193,9 @@ expected<QuickInputCopyOutcome, QuickInputError> QuickInputService::copyField(co
   }
   auto text = value(field);
   if (!text) return unexpected(text.error());
-  auto written = pasteboard_.writeText(*text, udid, stop);
+  auto written = pasteboard_.writeText(*text, udid, stop,
+                                       field.isSecret ? SimulatorPasteboardService::Sensitivity::secret
+                                                      : SimulatorPasteboardService::Sensitivity::plain);
   if (!written) return unexpected(QuickInputError::pasteboard(written.error()));
 
   QuickInputCopyOutcome outcome{field, udid, *written, std::nullopt};

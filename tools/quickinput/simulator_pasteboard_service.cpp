@@ -20,9 +20,7 @@ bool succeeded(const ProcessRunner::Output& output) {
 std::string diagnosticOf(const ProcessRunner::Output& output, std::string_view subcommand) {
   auto text = simctlDiagnostic(output);
   if (!text.empty()) return text;
-  if (output.terminatedBySignal)
-    return fmt::format("simctl {} ended by signal {}.", subcommand, output.terminationStatus);
-  return fmt::format("simctl {} exited with status {}.", subcommand, output.terminationStatus);
+  return fmt::format("simctl {} {}.", subcommand, terminationText(output.terminationStatus, output.terminatedBySignal));
 }
 
 }  // namespace
@@ -99,15 +97,33 @@ expected<std::string, SimulatorPasteboardError> SimulatorPasteboardService::read
   return shown;
 }
 
+namespace {
+// `message` with every occurrence of `secret` masked: a tool that echoes its input in a diagnostic must
+// not carry a secret into an error sentence, a log or --json.
+std::string masked(std::string message, std::string_view secret) {
+  if (secret.empty()) return message;
+  for (auto at = message.find(secret); at != std::string::npos; at = message.find(secret, at + 3)) {
+    message.replace(at, secret.size(), "***");
+  }
+  return message;
+}
+}  // namespace
+
 expected<SimulatorPasteboardWrite, SimulatorPasteboardError> SimulatorPasteboardService::writeText(
-    std::string_view text, const std::string& udid, orvanta::stop_token stop) const {
+    std::string_view text, const std::string& udid, orvanta::stop_token stop, Sensitivity sensitivity) const {
   if (trimWhitespace(udid).empty()) return unexpected(SimulatorPasteboardError::of(Case::invalidTarget));
+  const bool secret = sensitivity == Sensitivity::secret;
+  auto fail = [&](SimulatorPasteboardError error) {
+    if (secret) error.diagnostic = masked(std::move(error.diagnostic), text);
+    return unexpected(std::move(error));
+  };
   if (auto written = runChecked(pbcopyArguments(udid), std::string(text), stop); !written) {
-    return unexpected(written.error());
+    return fail(written.error());
   }
   auto shown = readBack(udid, stop);
-  if (!shown) return unexpected(shown.error());
+  if (!shown) return fail(shown.error());
   if (*shown == text) return SimulatorPasteboardWrite{false};
+  if (secret) return fail(SimulatorPasteboardError::of(Case::writeNotAccepted));
   return retryThroughHost(text, udid, stop);
 }
 

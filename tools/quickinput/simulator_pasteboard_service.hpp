@@ -85,10 +85,15 @@ class SimulatorPasteboardService {
   explicit SimulatorPasteboardService(SimulatorPasteboardEnvironment environment)
       : environment_(std::move(environment)) {}
 
+  // How a text is handled on its way: a secret never goes through the host's clipboard (clipboard managers
+  // keep what passes there), and every diagnostic that could echo it has it masked.
+  enum class Sensitivity { plain, secret };
+
   // Puts `text` on the simulator's clipboard and reads it back. Fails with invalidTarget, commandFailed,
   // verificationFailed or writeNotAccepted.
   [[nodiscard]] expected<SimulatorPasteboardWrite, SimulatorPasteboardError> writeText(
-      std::string_view text, const std::string& udid, orvanta::stop_token stop = {}) const;
+      std::string_view text, const std::string& udid, orvanta::stop_token stop = {},
+      Sensitivity sensitivity = Sensitivity::plain) const;
   // The clipboard's text, exactly as pbpaste prints it. Fails with invalidTarget or commandFailed.
   [[nodiscard]] expected<std::string, SimulatorPasteboardError> readText(const std::string& udid,
                                                                          orvanta::stop_token stop = {}) const;
