@@ -2,22 +2,21 @@
 
 #include <cstdlib>
 
-#include "app/command.hpp"
 #include "support/app_paths.hpp"
 
 namespace orvanta {
 
 namespace {
-std::string xcrunSourceOf(const GlobalOptions& options) {
-  if (options.xcrun) return "--xcrun";
+std::string xcrunSourceOf(const std::optional<std::string>& option) {
+  if (option) return "--xcrun";
   if (const char* fromEnvironment = std::getenv("ORVANTA_XCRUN"); fromEnvironment && *fromEnvironment) {
     return "ORVANTA_XCRUN";
   }
   return "the default";
 }
 
-std::filesystem::path resolveXcrun(const GlobalOptions& options) {
-  if (options.xcrun) return *options.xcrun;
+std::filesystem::path resolveXcrun(const std::optional<std::string>& option) {
+  if (option) return *option;
   if (const char* fromEnvironment = std::getenv("ORVANTA_XCRUN"); fromEnvironment && *fromEnvironment) {
     return fromEnvironment;
   }
@@ -25,15 +24,15 @@ std::filesystem::path resolveXcrun(const GlobalOptions& options) {
 }
 }  // namespace
 
-Environment::Environment(const GlobalOptions& options)
+Environment::Environment(const std::optional<std::string>& xcrunOption)
     : run_(makeRunFunction(runner_,
                            [scale = timeoutScaleFromEnvironment()](const std::filesystem::path&,
                                                                    const std::vector<std::string>& arguments) {
                              return simctlRunOptions(arguments, scale);
                            })),
       runWithOptions_(makeRunWithOptionsFunction(runner_)),
-      xcrun_(resolveXcrun(options)),
-      xcrunSource_(xcrunSourceOf(options)),
+      xcrun_(resolveXcrun(xcrunOption)),
+      xcrunSource_(xcrunSourceOf(xcrunOption)),
       simctl_{run_, xcrun_},
       discovery_(simctl_) {}
 

@@ -18,13 +18,13 @@
 
 namespace orvanta {
 
-struct GlobalOptions;
-
-// Created once per invocation on the main thread; services are created on first use and live until the
-// invocation ends. Main thread only.
+// Created once per invocation on the main thread by whichever front end runs (the command line, the
+// panel, the MCP server); services are created on first use and live until the invocation ends. Main
+// thread only.
 class Environment {
  public:
-  explicit Environment(const GlobalOptions& options);
+  // `xcrunOption`: the --xcrun given on the command line, if any.
+  explicit Environment(const std::optional<std::string>& xcrunOption);
   ~Environment();
 
   [[nodiscard]] const ProcessRunner& processRunner() const { return runner_; }

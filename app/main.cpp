@@ -3,7 +3,7 @@
 
 #include <iostream>
 
-#include "app/cli.hpp"
+#include "cli/cli.hpp"
 #include "app/interrupt.hpp"
 
 int main(int argc, char** argv) {

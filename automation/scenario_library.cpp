@@ -21,6 +21,7 @@ std::string ScenarioLibraryError::description() const {
     case Case::invalidReorder: return "Couldn't reorder: the scenario list changed.";
     case Case::encodingFailed: return "Couldn't save the scenario.";
     case Case::writeFailed: return "Couldn't write the scenario library to disk.";
+    case Case::nameTaken: return "A scenario named \"" + detail + "\" already exists; choose another name.";
   }
   return {};
 }
@@ -31,6 +32,7 @@ std::string_view ScenarioLibraryError::caseName() const {
     case Case::invalidReorder: return "invalidReorder";
     case Case::encodingFailed: return "encodingFailed";
     case Case::writeFailed: return "writeFailed";
+    case Case::nameTaken: return "nameTaken";
   }
   return {};
 }
@@ -189,18 +191,40 @@ expected<void, ScenarioLibraryError> ScenarioLibrary::mutate(
   return {};
 }
 
+namespace {
+// Whether a scenario other than `exceptID` is called `name`.
+bool nameTaken(const ScenarioLibrary& library, std::string_view name, std::string_view exceptID = {}) {
+  return std::any_of(library.entries.begin(), library.entries.end(), [&](const ScenarioLibrary::Entry& entry) {
+    return entry.kind == ScenarioLibrary::Entry::Case::scenario && entry.scenario.name == name &&
+           entry.scenario.id != exceptID;
+  });
+}
+
+// `base`, or "base 2", "base 3", ...: the first name no scenario has, so that lookups by name stay unique.
+std::string uniqueName(const ScenarioLibrary& library, const std::string& base) {
+  std::string name = base;
+  for (int number = 2; nameTaken(library, name); ++number) name = base + " " + std::to_string(number);
+  return name;
+}
+}  // namespace
+
 expected<void, ScenarioLibraryError> ScenarioLibrary::add(ScenarioDefinition scenario) {
   scenario.schemaVersion = currentScenarioSchemaVersion;
   return mutate([&](ScenarioLibrary& library) -> expected<void, Error> {
+    scenario.name = uniqueName(library, scenario.name);
     library.entries.push_back(Entry::of(scenario));
     return {};
   });
 }
 
+
 expected<ScenarioDefinition, ScenarioLibraryError> ScenarioLibrary::update(ScenarioDefinition scenario) {
   scenario.schemaVersion = currentScenarioSchemaVersion;
   scenario.updatedAt = now_();
   auto done = mutate([&](ScenarioLibrary& library) -> expected<void, Error> {
+    if (nameTaken(library, scenario.name, upper(scenario.id))) {
+      return unexpected(Error::of(Error::Case::nameTaken, scenario.name));
+    }
     for (auto& entry : library.entries) {
       if (entry.kind == Entry::Case::scenario && entry.scenario.id == upper(scenario.id)) {
         scenario.id = entry.scenario.id;
@@ -225,7 +249,7 @@ expected<ScenarioDefinition, ScenarioLibraryError> ScenarioLibrary::duplicate(st
     copy = found->scenario;
     copy.id = makeUUID();
     copy.schemaVersion = currentScenarioSchemaVersion;
-    copy.name += " Copy";
+    copy.name = uniqueName(library, copy.name + " Copy");
     copy.createdAt = copy.updatedAt = now_();
     library.entries.insert(std::next(found), Entry::of(copy));
     return {};
@@ -288,6 +312,7 @@ expected<std::vector<ScenarioLibrary::Entry>, ScenarioLibraryError> ScenarioLibr
         scenario.schemaVersion = currentScenarioSchemaVersion;
         if (taken.contains(scenario.id)) scenario.id = makeUUID();
         taken.insert(scenario.id);
+        scenario.name = uniqueName(library, scenario.name);
         library.entries.push_back(Entry::of(scenario));
         added.push_back(library.entries.back());
         continue;

@@ -36,9 +36,9 @@
 namespace orvanta {
 
 struct ScenarioLibraryError {
-  enum class Case { notFound, invalidReorder, encodingFailed, writeFailed };
+  enum class Case { notFound, invalidReorder, encodingFailed, writeFailed, nameTaken };
   Case kind = Case::notFound;
-  std::string detail;  // encodingFailed, writeFailed: what went wrong, for logs and hints (not the sentence)
+  std::string detail;  // encodingFailed, writeFailed: what went wrong, for logs and hints; nameTaken: the name
 
   static ScenarioLibraryError of(Case kind, std::string detail = {}) { return {kind, std::move(detail)}; }
   [[nodiscard]] std::string description() const;

@@ -163,6 +163,7 @@ expected<SimulatorDevice, SimulatorLifecycleError> SimulatorLifecycleService::wa
     const auto found = std::find_if(devices->begin(), devices->end(),
                                     [&](const SimulatorDevice& listed) { return listed.udid == device.udid; });
     if (found == devices->end()) return unexpected(failure(Case::deviceDisappeared, device, action));
+    if (onStateRead_) onStateRead_(found->state);
     if (found->state == wanted) return *found;
     const bool onItsWay = found->state == SimulatorState::booting || found->state == SimulatorState::shuttingDown;
     if (!onItsWay || waited >= settleLimit_) {

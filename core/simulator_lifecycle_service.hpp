@@ -58,6 +58,10 @@ class SimulatorLifecycleService {
   SimulatorLifecycleService(SimctlClient simctl, SimulatorMutationGate* gate,
                             std::chrono::milliseconds settleLimit = std::chrono::seconds(120), Sleep sleep = {});
 
+  // Called with the device's listed state each time it is read back while a change settles (on the
+  // calling thread), so that a front end can show how it goes.
+  void onStateRead(std::function<void(SimulatorState)> callback) { onStateRead_ = std::move(callback); }
+
   // Boots or shuts down `device`. A device that simctl reports as already in that state is a success
   // with `alreadyDone`. Fails with simctlFailed, notConfirmed, deviceDisappeared or cancelled.
   [[nodiscard]] expected<SimulatorLifecycleResult, SimulatorLifecycleError> boot(const SimulatorDevice& device,
@@ -84,6 +88,7 @@ class SimulatorLifecycleService {
 
   SimctlClient simctl_;
   SimulatorMutationGate* gate_;
+  std::function<void(SimulatorState)> onStateRead_;
   std::chrono::milliseconds settleLimit_;
   Sleep sleep_;
 };

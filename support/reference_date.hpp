@@ -25,9 +25,10 @@ inline constexpr std::int64_t kReferenceDateUnixSeconds = 978307200;
 enum class UtcFormat {
   compact,  // "yyyyMMdd-HHmmss", e.g. "20261121-054600" (file-name stamps)
   iso8601,  // "yyyy-MM-ddTHH:mm:ssZ", e.g. "2026-11-21T05:46:00Z"
+  rfc3339,  // "yyyy-MM-ddTHH:mm:ss.SSSZ", e.g. "2026-11-21T05:46:00.900Z": every date in --json output
 };
 
-// `date` in UTC in the given layout; fractions of a second are dropped (rounded down).
+// `date` in UTC in the given layout; fractions of a second beyond the layout's are dropped (rounded down).
 [[nodiscard]] std::string formatUtc(std::chrono::system_clock::time_point date, UtcFormat format);
 
 }  // namespace orvanta

@@ -16,7 +16,10 @@ void appendEscape(std::string& out, unsigned char byte) {
   }
 }
 
-bool isControl(unsigned char byte) { return (byte < 0x20 && byte != '\n' && byte != '\t') || byte == 0x7F; }
+// Carriage return stays: it only moves to the start of the line, which progress lines rely on.
+bool isControl(unsigned char byte) {
+  return (byte < 0x20 && byte != '\n' && byte != '\t' && byte != '\r') || byte == 0x7F;
+}
 
 }  // namespace
 

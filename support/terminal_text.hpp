@@ -9,8 +9,8 @@
 
 namespace orvanta {
 
-// `text` with C0 controls other than newline and tab, DEL, and the C1 controls (U+0080 to U+009F) written
-// as "\x1B", "\r", "\x7F", "\u009B". Everything else, valid or not, is left as it is. Pure; thread-safe.
+// `text` with C0 controls other than newline, tab and carriage return, DEL, and the C1 controls (U+0080 to
+// U+009F) written as "\x1B", "\b", "\x7F", "\u009B". Everything else, valid or not, is left as it is. Pure; thread-safe.
 [[nodiscard]] std::string escapeForTerminal(std::string_view text);
 
 // A stream buffer that passes what is written to `target` with escapeForTerminal's escapes applied, byte

@@ -129,6 +129,11 @@ expected<void, std::string> CaptureDestinationStore::setFolder(const std::filesy
   std::error_code error;
   auto absolute = std::filesystem::absolute(folder, error);
   if (error) return unexpected(error.message());
+  // A folder that does not exist yet is made when the first capture is saved; anything else in its place
+  // would only fail then.
+  if (std::filesystem::exists(absolute, error) && !std::filesystem::is_directory(absolute, error)) {
+    return unexpected(absolute.lexically_normal().string() + " is not a folder");
+  }
   auto stored = defaults_->setValue(key_, absolute.lexically_normal().string());
   if (!stored) return unexpected(stored.error().description());
   return {};

@@ -2,7 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "core/secret_store.hpp"
-#include "tests/app/cli_harness.hpp"
+#include "tests/cli/cli_harness.hpp"
 #include "tests/keyring/keyring_session.hpp"
 #include "tests/support/test_files.hpp"
 

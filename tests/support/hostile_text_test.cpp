@@ -74,7 +74,7 @@ TEST(HostileTextTest, ControlCharactersAreEscapedForTheTerminal) {
   };
   for (const Row& row : {Row{"plain text, tabs\tand\nlines", "plain text, tabs\tand\nlines"},
                          Row{"\x1b[1mbold\x1b[0m", "\\x1B[1mbold\\x1B[0m"},
-                         Row{"bell\a and \r return", "bell\\x07 and \\r return"},
+                         Row{"bell\a and \b back", "bell\\x07 and \\b back"},
                          Row{"del\x7f", "del\\x7F"},
                          Row{"c1 \xc2\x9b" "31m", "c1 \\u009B31m"},  // the one-byte CSI of C1
                          Row{"caf\xc3\xa9 \xc2\xa9", "caf\xc3\xa9 \xc2\xa9"},  // other characters stay

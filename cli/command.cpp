@@ -1,0 +1,90 @@
+#include "cli/command.hpp"
+
+#include <CLI/CLI.hpp>
+#include <iostream>
+#include <nlohmann/json.hpp>
+
+#include "support/input_reader.hpp"
+
+namespace orvanta {
+
+CommandFailure CommandFailure::failure(std::string caseName, std::string message, std::vector<std::string> hints) {
+  return CommandFailure{Kind::failed, std::move(caseName), std::move(message), std::move(hints), nullptr};
+}
+
+CommandFailure CommandFailure::usage(std::string message, std::vector<std::string> hints) {
+  return CommandFailure{Kind::usage, "usage", std::move(message), std::move(hints), nullptr};
+}
+
+CommandFailure CommandFailure::interrupted() {
+  return CommandFailure{Kind::interrupted, "cancelled", "The command was cancelled.", {}, nullptr};
+}
+
+int exitStatusFor(const CommandOutcome& outcome) {
+  if (outcome) return 0;
+  switch (outcome.error().kind) {
+    case CommandFailure::Kind::failed: return 1;
+    case CommandFailure::Kind::usage: return 2;
+    case CommandFailure::Kind::interrupted: return 130;
+  }
+  return 1;
+}
+
+void CommandContext::emitJson(const nlohmann::json& document) const {
+  pendingJson_ = std::make_shared<const nlohmann::json>(document);
+}
+
+CommandOutcome CommandContext::confirm(const std::string& question) const {
+  if (options.yes) return {};
+  if (!stdinIsTerminal || inputFd < 0) {
+    return unexpected(CommandFailure::failure(
+        "confirmationRequired", "This needs a confirmation and standard input is not a terminal; pass --yes to confirm."));
+  }
+  err << question << " [y/N] " << std::flush;
+  auto line = readLine(1024);
+  if (!line) {
+    err << '\n';
+    return unexpected(line.error());
+  }
+  const std::string answer = line->value_or("");
+  if (answer == "y" || answer == "Y" || answer == "yes" || answer == "Yes" || answer == "YES") return {};
+  return unexpected(CommandFailure::failure("declined", "Not confirmed; nothing was changed."));
+}
+
+namespace {
+CommandFailure inputFailure(const InputError& error) {
+  switch (error.kind) {
+    case InputError::Case::stopped: return CommandFailure::interrupted();
+    case InputError::Case::tooLarge: return CommandFailure::failure("inputTooLarge", error.description());
+    case InputError::Case::readFailed: return CommandFailure::failure("readFailed", error.description());
+  }
+  return CommandFailure::failure("readFailed", error.description());
+}
+}  // namespace
+
+expected<std::string, CommandFailure> CommandContext::readInput(std::size_t maxBytes) const {
+  if (inputFd < 0) return unexpected(CommandFailure::usage("Standard input cannot be read."));
+  auto text = readAllInput(inputFd, maxBytes, stop);
+  if (!text) return unexpected(inputFailure(text.error()));
+  return std::move(*text);
+}
+
+expected<std::optional<std::string>, CommandFailure> CommandContext::readLine(std::size_t maxBytes) const {
+  if (inputFd < 0) return std::optional<std::string>();
+  auto line = readInputLine(inputFd, maxBytes, stop);
+  if (!line) return unexpected(inputFailure(line.error()));
+  return std::move(*line);
+}
+
+void CommandRegistry::on(CLI::App* command, CommandAction action) { actions_[command] = std::move(action); }
+
+CommandAction CommandRegistry::selected(CLI::App& root) const {
+  CLI::App* current = &root;
+  for (auto subcommands = current->get_subcommands(); !subcommands.empty(); subcommands = current->get_subcommands()) {
+    current = subcommands.front();
+  }
+  auto found = actions_.find(current);
+  return found == actions_.end() ? CommandAction() : found->second;
+}
+
+}  // namespace orvanta

@@ -1,0 +1,113 @@
+// What every command of the program shares: the global options, the outcome type and the context a
+// command runs in.
+#pragma once
+
+#include <functional>
+#include <iosfwd>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+#include "support/stop_token.hpp"
+
+#include <nlohmann/json_fwd.hpp>
+
+#include "support/expected.hpp"
+
+namespace CLI {
+class App;
+}
+
+namespace orvanta {
+
+struct GlobalOptions {
+  std::optional<std::string> device;  // --device UDID-OR-NAME
+  bool json = false;                  // --json
+  std::optional<std::string> xcrun;   // --xcrun PATH (else ORVANTA_XCRUN, else /usr/bin/xcrun)
+  bool yes = false;                   // --yes
+};
+
+// Why a command did not complete. `caseName` is the error case scripts see in --json output, `message`
+// the exact sentence, `hints` further lines for people.
+struct CommandFailure {
+  enum class Kind { failed, usage, interrupted };
+  Kind kind = Kind::failed;
+  std::string caseName;
+  std::string message;
+  std::vector<std::string> hints;
+  // With --json: members written beside "error" in the one document on stdout (for example the list of
+  // problems that the message summarises).
+  std::shared_ptr<const nlohmann::json> details;
+
+  static CommandFailure failure(std::string caseName, std::string message, std::vector<std::string> hints = {});
+  static CommandFailure usage(std::string message, std::vector<std::string> hints = {});
+  static CommandFailure interrupted();
+};
+
+using CommandOutcome = expected<void, CommandFailure>;
+
+// The exit status for an outcome: 0 done, 1 failed or refused, 2 usage, 130 interrupted.
+int exitStatusFor(const CommandOutcome& outcome);
+
+class Environment;
+
+// Handed to the command that runs. Used on the main thread only.
+struct CommandContext {
+  CommandContext(const GlobalOptions& options_, orvanta::stop_token stop_, std::ostream& out_, std::ostream& err_,
+                 Environment& environment_, bool stdinIsTerminal_, int inputFd_)
+      : options(options_),
+        stop(std::move(stop_)),
+        out(out_),
+        err(err_),
+        environment(environment_),
+        stdinIsTerminal(stdinIsTerminal_),
+        inputFd(inputFd_) {}
+
+  const GlobalOptions& options;
+  orvanta::stop_token stop;
+  std::ostream& out;
+  std::ostream& err;
+  Environment& environment;
+  bool stdinIsTerminal = false;
+  // Standard input's descriptor; -1 when there is none to read.
+  int inputFd = -1;
+
+  // The command's one JSON document. It is written (pretty, with a final newline) when the command ends:
+  // as it is on success, or with "error" among its members when the command then fails, so that stdout
+  // always holds exactly one document.
+  void emitJson(const nlohmann::json& document) const;
+  // For commands that print NDJSON themselves (one object per line as results come): a failure is then
+  // written as one more compact line instead of a document.
+  void printsJsonLines() const { jsonLines_ = true; }
+
+  // What emitJson kept, and whether the command prints lines; read by the command line when it reports.
+  [[nodiscard]] const std::shared_ptr<const nlohmann::json>& pendingJson() const { return pendingJson_; }
+  [[nodiscard]] bool jsonLines() const { return jsonLines_; }
+  // Asks a yes/no question on a terminal; --yes answers yes. Without a terminal and without --yes the
+  // confirmation is refused with a sentence that names --yes.
+  [[nodiscard]] CommandOutcome confirm(const std::string& question) const;
+  // All of standard input (for an argument "-"), at most `maxBytes`. Ctrl-C ends the wait (interrupted).
+  [[nodiscard]] expected<std::string, CommandFailure> readInput(std::size_t maxBytes) const;
+  // One line of standard input (an answer at a prompt); nullopt at its end. Ctrl-C ends the wait.
+  [[nodiscard]] expected<std::optional<std::string>, CommandFailure> readLine(std::size_t maxBytes) const;
+
+ private:
+  mutable std::shared_ptr<const nlohmann::json> pendingJson_;
+  mutable bool jsonLines_ = false;
+};
+
+using CommandAction = std::function<CommandOutcome(CommandContext&)>;
+
+// The action of each (sub)command; after parsing, the deepest command given on the line is the one to run.
+class CommandRegistry {
+ public:
+  void on(CLI::App* command, CommandAction action);
+  // The action of the innermost parsed subcommand of `root`; empty when it has none.
+  [[nodiscard]] CommandAction selected(CLI::App& root) const;
+
+ private:
+  std::map<const CLI::App*, CommandAction> actions_;
+};
+
+}  // namespace orvanta

@@ -1,0 +1,68 @@
+// orvanta doctor
+#include <CLI/CLI.hpp>
+#include <cstdlib>
+#include <nlohmann/json.hpp>
+#include <ostream>
+
+#include "cli/command.hpp"
+#include "cli/commands.hpp"
+#include "app/environment.hpp"
+#include "core/toolchain_doctor.hpp"
+#include "support/app_paths.hpp"
+#include "support/platform.hpp"
+
+namespace orvanta {
+namespace {
+
+expected<std::filesystem::path, std::string> folderOrSentence(expected<std::filesystem::path, FileError> folder) {
+  if (!folder) return unexpected(folder.error().description());
+  return *folder;
+}
+
+CommandOutcome doctor(CommandContext& context) {
+  auto& environment = context.environment;
+  DoctorInputs inputs;
+  inputs.xcrun = environment.xcrunPath();
+  inputs.xcrunSource = environment.xcrunSource();
+  inputs.run = environment.run();
+  inputs.onMacOS = buildIsForMacOS;
+  if (const char* developerDir = std::getenv("DEVELOPER_DIR")) inputs.developerDirEnvironment = developerDir;
+  inputs.settingsFolder = [] { return folderOrSentence(configDirectory()); };
+  inputs.applicationSupportFolder = [] { return folderOrSentence(applicationSupportDirectory()); };
+
+  const auto checks = runDoctor(inputs, context.stop);
+  if (context.stop.stop_requested()) return unexpected(CommandFailure::interrupted());
+  bool failed = false;
+  auto array = nlohmann::json::array();
+  std::size_t width = 0;
+  for (const auto& check : checks) width = std::max(width, check.name.size());
+  for (const auto& check : checks) {
+    failed = failed || check.status == DoctorCheck::Status::failed;
+    array.push_back({{"name", check.name}, {"status", std::string(statusWord(check.status))}, {"message", check.message}});
+    if (!context.options.json) {
+      const auto word = statusWord(check.status);
+      context.out << word << std::string(8 - word.size(), ' ') << check.name << std::string(width - check.name.size() + 2, ' ')
+                  << check.message << '\n';
+    }
+  }
+  if (context.options.json) context.emitJson({{"checks", array}});
+  if (failed) {
+    return unexpected(CommandFailure::failure("checksFailed", "Some checks failed; see the lines marked failed."));
+  }
+  return {};
+}
+
+}  // namespace
+
+void registerDoctorCommands(CLI::App& app, CommandRegistry& registry) {
+  auto* command = app.add_subcommand("doctor", "Check the toolchain and folders Orvanta needs");
+  command->footer(
+      "One line per check: ok, warning or failed, with what to do. Checks: the xcrun in use, the selected\n"
+      "developer folder (xcode-select -p, DEVELOPER_DIR; macOS only), simctl and its version, that\n"
+      "'simctl list devices --json' gives a non-empty document, booted simulators, and that the settings and\n"
+      "application-support folders can be written. Exit 1 when any check failed.\n"
+      "--json: {checks: [{name, status: ok|warning|failed, message}]}.");
+  registry.on(command, doctor);
+}
+
+}  // namespace orvanta

@@ -1,0 +1,582 @@
+// orvanta scenario list|show|import|export|duplicate|delete|rename|move|check|run
+#include <fmt/format.h>
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cmath>
+#include <fstream>
+#include <iterator>
+#include <nlohmann/json.hpp>
+#include <ostream>
+
+#include "app/result_json.hpp"
+#include "cli/command.hpp"
+#include "cli/commands.hpp"
+#include "app/environment.hpp"
+#include "automation/scenario_executor.hpp"
+#include "automation/scenario_junit.hpp"
+#include "automation/scenario_library.hpp"
+#include "automation/scenario_preflight.hpp"
+#include "support/atomic_file.hpp"
+#include "support/json_text.hpp"
+#include "support/reference_date.hpp"
+#include "support/uuid.hpp"
+
+namespace orvanta {
+namespace {
+
+using Json = nlohmann::json;
+using Entry = ScenarioLibrary::Entry;
+
+CommandFailure libraryFailure(const ScenarioLibraryError& error) {
+  std::vector<std::string> hints;
+  if (!error.detail.empty()) hints.push_back(error.detail);
+  return CommandFailure::failure(std::string(error.caseName()), error.description(), std::move(hints));
+}
+
+expected<ScenarioLibrary, CommandFailure> openLibrary(CommandContext& context) {
+  auto file = ScenarioLibrary::defaultFile();
+  if (!file)
+    return unexpected(CommandFailure::failure(std::string(file.error().caseName()), file.error().description()));
+  auto library = ScenarioLibrary::load(*file);
+  if (library.recoveryNotice()) context.err << *library.recoveryNotice() << '\n';
+  return library;
+}
+
+// The entry named by an id (any letter case), a 1-based position, or an exact name.
+expected<Entry, CommandFailure> findEntry(const ScenarioLibrary& library, const std::string& nameOrID) {
+  const auto id = parseUUID(nameOrID);
+  std::vector<const Entry*> named;
+  for (const auto& entry : library.entries) {
+    if (id && entry.id() == *id) return entry;
+    if (entry.kind == Entry::Case::scenario && entry.scenario.name == nameOrID) named.push_back(&entry);
+  }
+  if (named.size() == 1) return *named.front();
+  if (named.size() > 1) {
+    return unexpected(CommandFailure::usage("Several scenarios are named \"" + nameOrID + "\".",
+                                            {"Name one by its id (see 'orvanta scenario list')."}));
+  }
+  return unexpected(
+      CommandFailure::failure("notFound", ScenarioLibraryError::of(ScenarioLibraryError::Case::notFound).description(),
+                              {"See 'orvanta scenario list'."}));
+}
+
+expected<ScenarioDefinition, CommandFailure> findScenario(const ScenarioLibrary& library, const std::string& nameOrID) {
+  auto entry = findEntry(library, nameOrID);
+  if (!entry) return unexpected(entry.error());
+  if (entry->kind == Entry::Case::unsupportedFormat) {
+    return unexpected(
+        CommandFailure::failure("unsupportedSchemaVersion", entry->message()));
+  }
+  return entry->scenario;
+}
+
+Json entryJson(const ScenarioLibrary& library, const Entry& entry) {
+  if (entry.kind == Entry::Case::unsupportedFormat) {
+    return {{"id", entry.id()},
+            {"schemaVersion", entry.schemaVersion},
+            {"supported", false},
+            {"message", entry.message()},
+            {"item", library.preservedRawItems.count(entry.id()) ? library.preservedRawItems.at(entry.id()) : Json()}};
+  }
+  auto json = scenarioJson(entry.scenario);
+  json["supported"] = true;
+  return json;
+}
+
+CommandOutcome listScenarios(CommandContext& context) {
+  auto library = openLibrary(context);
+  if (!library) return unexpected(library.error());
+  if (context.options.json) {
+    Json array = Json::array();
+    for (const auto& entry : library->entries) {
+      Json item = {{"id", entry.id()}, {"supported", entry.kind == Entry::Case::scenario}};
+      if (entry.kind == Entry::Case::scenario) {
+        item["name"] = entry.scenario.name;
+        item["stepCount"] = entry.scenario.steps.size();
+      } else {
+        item["schemaVersion"] = entry.schemaVersion;
+      }
+      array.push_back(std::move(item));
+    }
+    context.emitJson(array);
+    return {};
+  }
+  if (library->entries.empty()) {
+    context.out << "No scenarios yet. Import one with 'orvanta scenario import FILE'.\n";
+    return {};
+  }
+  std::size_t position = 1;
+  for (const auto& entry : library->entries) {
+    context.out << position++ << ". ";
+    if (entry.kind == Entry::Case::scenario) {
+      const auto count = entry.scenario.steps.size();
+      context.out << entry.scenario.name << "  (" << count << (count == 1 ? " step)  " : " steps)  ") << entry.id()
+                  << '\n';
+    } else {
+      context.out << entry.id() << "  " << entry.message() << '\n';
+    }
+  }
+  return {};
+}
+
+CommandOutcome showScenario(CommandContext& context, const std::string& nameOrID) {
+  auto library = openLibrary(context);
+  if (!library) return unexpected(library.error());
+  auto entry = findEntry(*library, nameOrID);
+  if (!entry) return unexpected(entry.error());
+  if (context.options.json) {
+    context.emitJson(entryJson(*library, *entry));
+    return {};
+  }
+  if (entry->kind == Entry::Case::unsupportedFormat) {
+    context.out << entry->id() << '\n' << entry->message() << '\n';
+    return {};
+  }
+  const auto& scenario = entry->scenario;
+  context.out << scenario.name << "  " << scenario.id << '\n';
+  if (scenario.description) context.out << *scenario.description << '\n';
+  std::size_t number = 1;
+  for (const auto& step : scenario.steps) context.out << "  " << number++ << ". " << step.kind.title() << '\n';
+  return {};
+}
+
+expected<std::string, CommandFailure> readSource(CommandContext& context, const std::string& source) {
+  if (source == "-") return context.readInput(read_budget::library);
+  auto content = readFile(source, read_budget::library);
+  if (!content)
+    return unexpected(CommandFailure::failure(std::string(content.error().caseName()), content.error().description()));
+  if (!*content) return unexpected(CommandFailure::failure("readFailed", "There is no file at " + source + "."));
+  return **content;
+}
+
+CommandOutcome importScenarios(CommandContext& context, const std::string& source) {
+  auto text = readSource(context, source);
+  if (!text) return unexpected(text.error());
+  auto parsed = parseJsonText<Json>(*text, read_budget::library);
+  if (!parsed) return unexpected(CommandFailure::failure("invalidFile", "The file is not JSON: " + parsed.error() + "."));
+  Json document = std::move(*parsed);
+  // A whole library file, an array of items, or one item.
+  Json items = document.is_object() && document.contains("items") ? document["items"]
+               : document.is_array()                              ? document
+                                                                  : Json::array({document});
+  if (!items.is_array()) return unexpected(CommandFailure::failure("invalidFile", "\"items\" must be an array."));
+  std::vector<ScenarioLibrary::ImportItem> imports;
+  const auto now = std::chrono::system_clock::now();
+  for (std::size_t index = 0; index < items.size(); ++index) {
+    const auto& item = items[index];
+    auto version = item.is_object() && item.contains("schemaVersion") ? StoredEnvelope::read(item) : std::nullopt;
+    if (version && version->schemaVersion != currentScenarioSchemaVersion) {
+      imports.push_back({std::nullopt, item});  // kept as it is, never converted
+      continue;
+    }
+    auto scenario = decodeImportedScenario(item, now);
+    if (!scenario) {
+      return unexpected(CommandFailure::failure(
+          "invalidScenario", "Item " + std::to_string(index + 1) + " is not a scenario: " + scenario.error()));
+    }
+    imports.push_back({std::move(*scenario), {}});
+  }
+  auto library = openLibrary(context);
+  if (!library) return unexpected(library.error());
+  auto added = library->addItems(imports);
+  if (!added) return unexpected(libraryFailure(added.error()));
+  if (context.options.json) {
+    Json array = Json::array();
+    for (const auto& entry : *added) array.push_back(entryJson(*library, entry));
+    context.emitJson({{"imported", array}});
+    return {};
+  }
+  for (const auto& entry : *added) {
+    if (entry.kind == Entry::Case::scenario) {
+      context.out << "Imported \"" << entry.scenario.name << "\" (" << entry.scenario.steps.size() << " steps)  "
+                  << entry.id() << '\n';
+    } else {
+      context.out << "Kept " << entry.id() << " as it is: " << entry.message()
+                  << '\n';
+    }
+  }
+  if (added->size() < imports.size()) {
+    context.out << (imports.size() - added->size()) << " item(s) left out: their id is already in the library.\n";
+  }
+  return {};
+}
+
+CommandOutcome exportScenario(CommandContext& context, const std::string& nameOrID, const std::string& file) {
+  auto library = openLibrary(context);
+  if (!library) return unexpected(library.error());
+  auto entry = findEntry(*library, nameOrID);
+  if (!entry) return unexpected(entry.error());
+  Json item = entry->kind == Entry::Case::scenario ? encodeScenario(entry->scenario).value_or(Json())
+                                                   : library->preservedRawItems[entry->id()];
+  Json document = {{"formatVersion", 1}, {"items", Json::array({item})}};
+  const std::string text = document.dump(2) + "\n";
+  if (file.empty() || file == "-") {
+    context.out << text;
+    return {};
+  }
+  if (auto written = writeFileAtomically(file, text, 0644); !written) {
+    return unexpected(CommandFailure::failure(std::string(written.error().caseName()), written.error().description()));
+  }
+  if (context.options.json) {
+    context.emitJson({{"path", file}, {"id", entry->id()}});
+  } else {
+    context.out << "Exported to " << file << '\n';
+  }
+  return {};
+}
+
+CommandOutcome changeLibrary(
+    CommandContext& context, const std::string& nameOrID, const std::string& verb,
+    const std::function<expected<std::string, ScenarioLibraryError>(ScenarioLibrary&, const Entry&)>& change,
+    const std::shared_ptr<Json>& members = nullptr) {
+  auto library = openLibrary(context);
+  if (!library) return unexpected(library.error());
+  auto entry = findEntry(*library, nameOrID);
+  if (!entry) return unexpected(entry.error());
+  auto done = change(*library, *entry);
+  if (!done) return unexpected(libraryFailure(done.error()));
+  if (context.options.json) {
+    Json document = {{"action", verb}, {"id", entry->id()}, {"result", *done}};
+    if (members) document.update(*members);
+    context.emitJson(document);
+  } else {
+    context.out << *done << '\n';
+  }
+  return {};
+}
+
+// ---- check and run -------------------------------------------------------------------------------------
+
+struct RunOptions {
+  std::string nameOrID;
+  std::optional<std::string> app;
+  std::string junit;
+};
+
+Json issueJson(const ScenarioPreflightIssue& issue) {
+  Json json = {{"kind", std::string(issue.caseName())}, {"message", issue.description()}};
+  if (issue.stepID) json["stepID"] = *issue.stepID;
+  return json;
+}
+
+Json planJson(const ScenarioExecutionPlan& plan) {
+  Json steps = Json::array();
+  for (const auto& step : plan.steps) {
+    steps.push_back({{"id", step.id}, {"title", step.kind.title()}, {"kind", std::string(step.kind.caseName())}});
+  }
+  Json json = {{"id", plan.id},
+               {"scenarioID", plan.scenarioID},
+               {"scenarioName", plan.scenarioName},
+               {"scenarioSchemaVersion", plan.scenarioSchemaVersion},
+               {"simulatorUDID", plan.simulatorUDID},
+               {"simulatorName", plan.simulatorName},
+               {"runtimeIdentifier", plan.runtimeIdentifier},
+               {"steps", steps}};
+  if (plan.app)
+    json["app"] = {{"bundleIdentifier", plan.app->bundleIdentifier}, {"displayName", plan.app->displayName}};
+  return json;
+}
+
+// The location tool's recent routes, which route steps name; null when their folder is unknown.
+std::shared_ptr<LocationRouteLibrary> recentRoutes(CommandContext& context) {
+  auto routes = LocationRouteLibrary::defaultDirectory();
+  if (!routes) return nullptr;
+  return std::make_shared<LocationRouteLibrary>(context.environment.settings(), *routes);
+}
+
+expected<ScenarioExecutionPlan, CommandFailure> preflightFor(CommandContext& context, const RunOptions& options,
+                                                             bool printPlan) {
+  auto library = openLibrary(context);
+  if (!library) return unexpected(library.error());
+  auto scenario = findScenario(*library, options.nameOrID);
+  if (!scenario) {
+    // A scenario that cannot run at all is one issue like any other, for scripts that read the issues.
+    auto failure = scenario.error();
+    if (failure.kind == CommandFailure::Kind::failed) {
+      failure.details =
+          std::make_shared<const Json>(Json{{"issues", Json::array({{{"kind", failure.caseName}, {"message", failure.message}}})}});
+    }
+    return unexpected(std::move(failure));
+  }
+  ScenarioSelection selection;
+  selection.bundleIdentifier = options.app;
+  if (context.options.device) {
+    selection.simulator = context.options.device;
+  } else if (auto remembered = context.environment.selection().selectedUDID(); remembered && *remembered) {
+    selection.simulator = **remembered;
+  }
+  auto routeLibrary = recentRoutes(context);
+  ScenarioPreflight preflight(context.environment.simctl(), routeLibrary);
+  auto outcome = preflight.check(*scenario, selection, context.stop);
+  if (!outcome) {
+    if (context.stop.stop_requested()) return unexpected(CommandFailure::interrupted());
+    return unexpected(CommandFailure::failure("preflightFailed", outcome.error().message));
+  }
+  if (outcome->blocked()) {
+    const auto& first = outcome->issues.front();
+    auto failure = CommandFailure::failure(std::string(first.caseName()), first.description());
+    // The sentence asks to choose an app in the panel; here the app is an option.
+    if (first.caseName() == "appRequired") failure.hints.push_back("Name it with --app BUNDLE-ID.");
+    if (context.options.json) {
+      Json issues = Json::array();
+      for (const auto& issue : outcome->issues) issues.push_back(issueJson(issue));
+      failure.details = std::make_shared<const Json>(Json{{"issues", std::move(issues)}});
+    } else {
+      context.err << "\"" << scenario->name << "\" can't run:\n";
+      for (const auto& issue : outcome->issues) context.err << "  - " << issue.description() << '\n';
+    }
+    return unexpected(failure);
+  }
+  auto confirmation = makeScenarioConfirmation(*outcome->plan);
+  if (printPlan) {
+    if (context.options.json) {
+      context.emitJson({{"plan", planJson(*outcome->plan)},
+                        {"confirmation",
+                         {{"title", confirmation.title},
+                          {"confirmButtonTitle", confirmation.confirmButtonTitle},
+                          {"target", confirmation.target},
+                          {"stepLines", confirmation.stepLines},
+                          {"destructiveNotes", confirmation.destructiveNotes},
+                          {"note", confirmation.note}}}});
+    } else {
+      context.out << confirmation.title << ": " << outcome->plan->scenarioName << '\n'
+                  << confirmation.target << "\n\n"
+                  << confirmation.text() << '\n';
+    }
+  }
+  return std::move(*outcome->plan);
+}
+
+CommandOutcome checkScenario(CommandContext& context, const RunOptions& options) {
+  auto plan = preflightFor(context, options, true);
+  if (!plan) return unexpected(plan.error());
+  return {};
+}
+
+// How a step's outcome reads in the progress lines.
+const char* outcomeWords(ScenarioStepOutcome::Case kind) {
+  switch (kind) {
+    case ScenarioStepOutcome::Case::pending:
+      return "pending";
+    case ScenarioStepOutcome::Case::running:
+      return "running";
+    case ScenarioStepOutcome::Case::succeeded:
+      return "succeeded";
+    case ScenarioStepOutcome::Case::partial:
+      return "partly done";
+    case ScenarioStepOutcome::Case::failed:
+      return "failed";
+    case ScenarioStepOutcome::Case::notRun:
+      return "not run";
+    case ScenarioStepOutcome::Case::cancelled:
+      return "cancelled";
+  }
+  return "";
+}
+
+// Tenths of a second, or whole milliseconds for steps too quick for a tenth to say anything.
+std::string durationText(const std::optional<double>& seconds) {
+  if (!seconds) return "";
+  if (*seconds < 0.1) return fmt::format(" ({} ms)", std::lround(std::max(*seconds, 0.0) * 1000));
+  return fmt::format(" ({:.1f} s)", *seconds);
+}
+
+CommandOutcome runScenario(CommandContext& context, const RunOptions& options) {
+  auto plan = preflightFor(context, options, !context.options.json);
+  if (!plan) return unexpected(plan.error());
+  auto confirmation = makeScenarioConfirmation(*plan);
+  if (auto confirmed = context.confirm(confirmation.confirmButtonTitle + "?"); !confirmed) return confirmed;
+
+  auto routeLibrary = recentRoutes(context);
+  ScenarioExecutor executor(
+      ScenarioExecutorEnvironment{context.environment.simctl(), routeLibrary, nullptr, std::nullopt});
+  const bool text = !context.options.json;
+  auto result = executor.execute(
+      *plan, &context.environment.gate(),
+      [&](std::size_t index, const ScenarioStepResult& step) {
+        if (!text) return;
+        const auto kind = step.outcome.kind;
+        if (kind == ScenarioStepOutcome::Case::running) {
+          context.out << (index + 1) << ". " << step.title << " ..." << std::endl;
+        } else if (!step.startedAt) {
+          // A step that never started has no line of its own yet.
+          context.out << (index + 1) << ". " << step.title << ": " << outcomeWords(kind) << std::endl;
+        } else {
+          context.out << "   " << outcomeWords(kind) << durationText(step.duration)
+                      << (step.outcome.message().empty() ? "" : ": " + step.outcome.message()) << std::endl;
+        }
+      },
+      context.stop);
+  if (!result) return unexpected(CommandFailure::failure("simulatorBusy", result.error().message));
+
+  const std::string summary = scenarioResultSummary(*result);
+  if (!options.junit.empty()) {
+    if (auto written = writeFileAtomically(options.junit, scenarioJUnitReport(*result), 0644); !written) {
+      context.err << written.error().description() << '\n';
+    }
+  }
+  if (context.options.json) {
+    Json steps = Json::array();
+    for (const auto& step : result->stepResults) {
+      Json item = {{"id", step.id}, {"title", step.title}, {"outcome", std::string(step.outcome.caseName())}};
+      if (step.startedAt) item["startedAt"] = jsonDate(*step.startedAt);
+      if (step.duration) item["duration"] = *step.duration;
+      if (!step.outcome.message().empty()) item["message"] = step.outcome.message();
+      steps.push_back(std::move(item));
+    }
+    context.emitJson({{"summary", summary}, {"stepResults", steps}});
+  } else {
+    context.out << summary << '\n';
+  }
+  bool allSucceeded = true;
+  bool cancelled = false;
+  for (const auto& step : result->stepResults) {
+    allSucceeded &= step.outcome.kind == ScenarioStepOutcome::Case::succeeded;
+    cancelled |= step.outcome.kind == ScenarioStepOutcome::Case::cancelled;
+  }
+  if (cancelled || context.stop.stop_requested()) return unexpected(CommandFailure::interrupted());
+  if (!allSucceeded) {
+    auto failure = CommandFailure::failure("scenarioFailed", summary);
+    return unexpected(failure);
+  }
+  return {};
+}
+
+}  // namespace
+
+void registerScenarioCommands(CLI::App& app, CommandRegistry& registry) {
+  auto* scenario = app.add_subcommand("scenario", "Saved sequences of simulator actions: keep, check and run them");
+  scenario->require_subcommand(1);
+  scenario->footer(
+      "Scenarios live in Scenarios/scenarios.json in the application-support folder. NAME-OR-ID is a\n"
+      "scenario's id or its exact name. Examples: examples/scenarios/*.json.");
+
+  auto nameOrID = std::make_shared<std::string>();
+  auto argument = std::make_shared<std::string>();
+  auto runOptions = std::make_shared<RunOptions>();
+
+  auto* list = scenario->add_subcommand("list", "The saved scenarios, in order");
+  list->footer("--json: an array of {id, supported, name?, stepCount?, schemaVersion?}.");
+  registry.on(list, listScenarios);
+
+  auto* show = scenario->add_subcommand("show", "A scenario's steps");
+  show->add_option("NAME-OR-ID", *nameOrID)->required();
+  show->footer("--json: the scenario as the library stores it, with \"supported\".");
+  registry.on(show, [nameOrID](CommandContext& context) { return showScenario(context, *nameOrID); });
+
+  auto* import = scenario->add_subcommand("import", "Add the scenarios of a file (the library's item format)");
+  import->add_option("FILE", *argument, "A scenario, an array of them, or a whole library file; - reads stdin")
+      ->required();
+  import->footer(
+      "Ids and dates may be left out (they are made). An item whose schemaVersion is not 1 is kept as it is,\n"
+      "listed as unsupported. A scenario whose id is already in the library gets a new one.\n"
+      "--json: {imported: [scenario...]}.");
+  registry.on(import, [argument](CommandContext& context) { return importScenarios(context, *argument); });
+
+  auto* exportCommand = scenario->add_subcommand("export", "Write a scenario as a library file");
+  exportCommand->add_option("NAME-OR-ID", *nameOrID)->required();
+  exportCommand->add_option("FILE", *argument, "Where to write it (default: standard output)");
+  exportCommand->footer("--json (with FILE): {path, id}.");
+  registry.on(exportCommand,
+              [nameOrID, argument](CommandContext& context) { return exportScenario(context, *nameOrID, *argument); });
+
+  auto* duplicate = scenario->add_subcommand("duplicate", "Copy a scenario (\" Copy\" is added to its name)");
+  duplicate->add_option("NAME-OR-ID", *nameOrID)->required();
+  duplicate->footer("--json: {action, id, result, newID, newName}.");
+  registry.on(duplicate, [nameOrID](CommandContext& context) {
+    auto members = std::make_shared<Json>(Json::object());
+    return changeLibrary(
+        context, *nameOrID, "duplicate",
+        [members](ScenarioLibrary& library, const Entry& entry) -> expected<std::string, ScenarioLibraryError> {
+          auto copy = library.duplicate(entry.id());
+          if (!copy) return unexpected(copy.error());
+          (*members)["newID"] = copy->id;
+          (*members)["newName"] = copy->name;
+          return "Created \"" + copy->name + "\"  " + copy->id;
+        },
+        members);
+  });
+
+  auto* remove = scenario->add_subcommand("delete", "Remove a scenario");
+  remove->add_option("NAME-OR-ID", *nameOrID)->required();
+  remove->footer("--json: {action, id, result}.");
+  registry.on(remove, [nameOrID](CommandContext& context) {
+    return changeLibrary(
+        context, *nameOrID, "delete",
+        [](ScenarioLibrary& library, const Entry& entry) -> expected<std::string, ScenarioLibraryError> {
+          if (auto done = library.remove(entry.id()); !done) return unexpected(done.error());
+          return "Deleted " + entry.id();
+        });
+  });
+
+  auto* rename = scenario->add_subcommand("rename", "Give a scenario a new name");
+  rename->add_option("NAME-OR-ID", *nameOrID)->required();
+  rename->add_option("NEW-NAME", *argument)->required();
+  rename->footer("--json: {action, id, result}.");
+  registry.on(rename, [nameOrID, argument](CommandContext& context) {
+    return changeLibrary(
+        context, *nameOrID, "rename",
+        [argument](ScenarioLibrary& library, const Entry& entry) -> expected<std::string, ScenarioLibraryError> {
+          if (entry.kind != Entry::Case::scenario)
+            return unexpected(ScenarioLibraryError::of(ScenarioLibraryError::Case::notFound));
+          auto renamed = entry.scenario;
+          renamed.name = *argument;
+          auto done = library.update(renamed);
+          if (!done) return unexpected(done.error());
+          return "Renamed to \"" + done->name + "\"";
+        });
+  });
+
+  auto position = std::make_shared<std::size_t>(1);
+  auto* move = scenario->add_subcommand("move", "Move a scenario to another position (1 is first)");
+  move->add_option("NAME-OR-ID", *nameOrID)->required();
+  move->add_option("POSITION", *position, "The new position, 1 for the first")
+      ->required()
+      ->check(CLI::Validator(
+          [](const std::string& text) {
+            return text.find_first_not_of("0123456789") == std::string::npos && !text.empty() &&
+                           text.find_first_not_of('0') != std::string::npos
+                       ? std::string()
+                       : std::string("POSITION must be a whole number from 1 (the first place)");
+          },
+          "1..", "position"));
+  move->footer("--json: {action, id, result}.");
+  registry.on(move, [nameOrID, position](CommandContext& context) {
+    return changeLibrary(
+        context, *nameOrID, "move",
+        [position](ScenarioLibrary& library, const Entry& entry) -> expected<std::string, ScenarioLibraryError> {
+          std::vector<std::string> ids;
+          for (const auto& each : library.entries) {
+            if (each.id() != entry.id()) ids.push_back(each.id());
+          }
+          const auto at = std::min(*position - 1, ids.size());
+          ids.insert(ids.begin() + static_cast<std::ptrdiff_t>(at), entry.id());
+          if (auto done = library.reorder(ids); !done) return unexpected(done.error());
+          return "Moved to position " + std::to_string(at + 1);
+        });
+  });
+
+  auto* check = scenario->add_subcommand("check", "Preflight: the confirmation text, or the issues that block a run");
+  check->add_option("NAME-OR-ID", runOptions->nameOrID)->required();
+  check->add_option("--app", runOptions->app, "The app for app steps")->option_text("BUNDLE-ID");
+  check->footer(
+      "Checks the scenario against a fresh device list, the app's installation and each step's own rules.\n"
+      "Blocking issues exit 1.\n"
+      "--json: {issues: [{kind, message, stepID?}]} or {plan, confirmation: {title, confirmButtonTitle, target,\n"
+      "stepLines, destructiveNotes, note}}.");
+  registry.on(check, [runOptions](CommandContext& context) { return checkScenario(context, *runOptions); });
+
+  auto* run = scenario->add_subcommand("run", "Preflight, confirm and run a scenario step by step");
+  run->add_option("NAME-OR-ID", runOptions->nameOrID)->required();
+  run->add_option("--app", runOptions->app, "The app for app steps")->option_text("BUNDLE-ID");
+  run->add_option("--junit", runOptions->junit, "Also write the step results as a JUnit XML report")
+      ->option_text("FILE");
+  run->footer(
+      "Asks for confirmation (--yes to skip; refused without a terminal). Steps run in order; a failure stops\n"
+      "the rest. Exit 0 only when every step succeeded; Ctrl-C cancels before the next step (exit 130).\n"
+      "--json: {summary, stepResults: [{id, title, startedAt?, duration?, outcome, message?}]}; outcome is one of\n"
+      "succeeded, partial, failed, pending, running, notRun, cancelled.");
+  registry.on(run, [runOptions](CommandContext& context) { return runScenario(context, *runOptions); });
+}
+
+}  // namespace orvanta
