@@ -67,6 +67,15 @@ TEST_F(ContractCliTest, SavedNamesStayUnique) {
   EXPECT_EQ(clash.status, 1);
   EXPECT_TRUE(contains(clash.err, "A scenario named \"Morning\" already exists; choose another name.")) << clash.err;
 
+  ASSERT_EQ(orvanta({"input", "profile", "add", "Shop"}).status, 0);
+  auto sameProfile = orvanta({"input", "profile", "add", "Shop"});
+  EXPECT_EQ(sameProfile.status, 1);
+  EXPECT_TRUE(contains(sameProfile.err, "A profile named \"Shop\" already exists.")) << sameProfile.err;
+  ASSERT_EQ(orvanta({"input", "field", "add", "--kind", "email", "--label", "Email", "--value", "a@b.c"}).status, 0);
+  auto sameLabel = orvanta({"input", "field", "add", "--kind", "email", "--label", "Email", "--value", "d@e.f"});
+  EXPECT_EQ(sameLabel.status, 1);
+  EXPECT_TRUE(contains(sameLabel.err, "This profile already has a field labelled \"Email\".")) << sameLabel.err;
+
   // Presets and favourites are renamed and removed by label as well as by id.
   ASSERT_EQ(orvanta({"location", "presets", "add", "Office", "1", "2"}).status, 0);
   EXPECT_EQ(orvanta({"location", "presets", "rename", "Office", "Desk"}).status, 0);

@@ -23,6 +23,9 @@ std::string QuickInputError::description() const {
     case Case::emptyLabel: return "Give the field a label.";
     case Case::emptyValue: return "Enter a value first.";
     case Case::noValue: return "This field keeps no value to copy.";
+    case Case::nameTaken:
+      return detail.starts_with("field:") ? "This profile already has a field labelled \"" + detail.substr(6) + "\"."
+                                          : "A profile named \"" + detail + "\" already exists.";
     case Case::persistenceFailed: return "Couldn't save your quick-input profiles.";
     case Case::secret: return secretError ? secretError->description() : std::string();
     case Case::pasteboard: return pasteboardError ? pasteboardError->description() : std::string();
@@ -39,6 +42,7 @@ std::string_view QuickInputError::caseName() const {
     case Case::emptyLabel: return "emptyLabel";
     case Case::emptyValue: return "emptyValue";
     case Case::noValue: return "noValue";
+    case Case::nameTaken: return "nameTaken";
     case Case::persistenceFailed: return "persistenceFailed";
     case Case::secret: return secretError ? secretError->caseName() : "keychain";
     case Case::pasteboard: return pasteboardError ? pasteboardError->caseName() : "commandFailed";

@@ -23,6 +23,8 @@ struct QuickInputError {
     emptyLabel,          // "Give the field a label."
     emptyValue,          // "Enter a value first."
     noValue,             // "This field keeps no value to copy."
+    nameTaken,           // "A profile named “<detail>” already exists." / "This profile already has a field
+                         // labelled “<detail>”.": names stay unique so that lookups by name do
     persistenceFailed,   // "Couldn't save your quick-input profiles."; detail: the settings store's reason
     secret,              // the secret store's sentence (see `secretError`)
     pasteboard,          // the simulator clipboard's sentence (see `pasteboardError`)

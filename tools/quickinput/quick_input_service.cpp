@@ -52,11 +52,21 @@ QuickInputService::QuickInputService(std::shared_ptr<SettingsStore> defaults, Se
 
 // ---- profiles ----------------------------------------------------------------------------------------
 
+namespace {
+const QuickInputProfile* profileNamed(const QuickInputDocument& document, std::string_view name) {
+  for (const auto& profile : document.profiles) {
+    if (profile.name == name) return &profile;
+  }
+  return nullptr;
+}
+}  // namespace
+
 expected<QuickInputProfile, QuickInputError> QuickInputService::addProfile(std::string_view name) {
   const auto trimmed = trimWhitespace(name);
   if (trimmed.empty()) return unexpected(QuickInputError(Case::emptyProfileName));
   QuickInputProfile added{makeUUID(), std::string(trimmed), {}};
   auto changed = store_.change([&](QuickInputDocument& document) -> expected<void, QuickInputError> {
+    if (profileNamed(document, added.name)) return unexpected(QuickInputError(Case::nameTaken, added.name));
     document.profiles.push_back(added);
     if (document.profiles.size() == 1) document.selectedProfileID = added.id;
     return {};
@@ -69,8 +79,16 @@ expected<QuickInputProfile, QuickInputError> QuickInputService::renameProfile(st
                                                                               std::string_view name) {
   const auto trimmed = trimWhitespace(name);
   if (trimmed.empty()) return unexpected(QuickInputError(Case::emptyProfileName));
-  return editProfile(store_, id,
-                     [&](QuickInputDocument&, QuickInputProfile& profile) { profile.name = std::string(trimmed); });
+  std::optional<QuickInputError> clash;
+  auto edited = editProfile(store_, id, [&](QuickInputDocument& document, QuickInputProfile& profile) {
+    if (const auto* other = profileNamed(document, trimmed); other != nullptr && other->id != profile.id) {
+      clash = QuickInputError(Case::nameTaken, std::string(trimmed));
+      return;
+    }
+    profile.name = std::string(trimmed);
+  });
+  if (clash) return unexpected(*clash);
+  return edited;
 }
 
 expected<QuickInputProfile, QuickInputError> QuickInputService::selectProfile(std::string_view id) {
@@ -131,6 +149,10 @@ expected<QuickInputField, QuickInputError> QuickInputService::addField(std::stri
   auto changed = store_.change([&](QuickInputDocument& current) -> expected<void, QuickInputError> {
     auto profile = requireProfile(current, profileID);
     if (!profile) return unexpected(profile.error());
+    const auto& fields = (*profile)->fields;
+    if (std::any_of(fields.begin(), fields.end(), [&](const QuickInputField& other) { return other.label == field.label; })) {
+      return unexpected(QuickInputError(Case::nameTaken, "field:" + field.label));
+    }
     (*profile)->fields.push_back(field);
     return {};
   });
