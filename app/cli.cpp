@@ -96,7 +96,8 @@ int runCommandLine(int argc, const char* const* argv, CommandLineStreams streams
   }
 
   Environment environment(options);
-  CommandContext context{options, stop, streams.out, streams.err, environment, streams.stdinIsTerminal, &streams.in};
+  CommandContext context{options,     stop, streams.out, streams.err, environment, streams.stdinIsTerminal,
+                         &streams.in, streams.outFd};
   CommandOutcome outcome;
   if (const auto action = registry.selected(app)) {
     try {
@@ -106,7 +107,8 @@ int runCommandLine(int argc, const char* const* argv, CommandLineStreams streams
     }
   }
   // A command that reported its own interruption keeps its sentence ("Cancelled.").
-  if (!outcome && stop.stop_requested() && outcome.error().kind != CommandFailure::Kind::interrupted) {
+  if (!outcome && stop.stop_requested() && outcome.error().kind != CommandFailure::Kind::interrupted &&
+      !outcome.error().outlastsStop) {
     outcome = unexpected(CommandFailure::interrupted());
   }
   if (auto notice = environment.takeSettingsNotice()) streams.err << "orvanta: " << *notice << '\n';

@@ -12,6 +12,7 @@ struct CommandLineStreams {
   std::ostream& out;
   std::ostream& err;
   bool stdinIsTerminal = false;
+  int outFd = -1;  // the descriptor behind `out`, if any
 };
 
 // Runs one invocation. `stop` is requested by Ctrl-C. Returns 0, 1, 2 or 130. Main thread.

@@ -39,6 +39,10 @@ struct CommandFailure {
   // With --json: members written beside "error" in the one document on stdout (for example the list of
   // problems that the message summarises).
   std::shared_ptr<const nlohmann::json> details;
+  // The failure is the command's outcome even when a stop was requested: the stop was part of its normal
+  // course (Ctrl-C ends a log stream), and what failed came after it. Otherwise a failure after a stop
+  // request is reported as the interruption.
+  bool outlastsStop = false;
 
   static CommandFailure failure(std::string caseName, std::string message, std::vector<std::string> hints = {});
   static CommandFailure usage(std::string message, std::vector<std::string> hints = {});
@@ -61,6 +65,9 @@ struct CommandContext {
   Environment& environment;
   bool stdinIsTerminal = false;
   std::istream* in = nullptr;
+  // The descriptor behind `out` when it is one (the program's standard output), for commands that write
+  // much output on a thread of their own; -1 when there is none. Flush `out` before writing to it.
+  int outFd = -1;
 
   // Writes one JSON document (pretty, with a final newline) on stdout.
   void emitJson(const nlohmann::json& document) const;

@@ -29,6 +29,11 @@ namespace orvanta {
 [[nodiscard]] expected<void, FileError> writeFileAtomically(const std::filesystem::path& path, std::string_view bytes,
                                                             mode_t mode = 0600);
 
+// Whether writeFileAtomically() could put a file at `path` now, checked before a long task that ends by
+// writing it: `path` is not a folder, and its folder exists and takes a new file (created with a hidden
+// unique name and removed at once). Fails with writeFailed, naming `path`.
+[[nodiscard]] expected<void, FileError> checkFileWritable(const std::filesystem::path& path);
+
 // The whole content of `path`; nullopt when no file exists there. Fails with readFailed for everything
 // else (permission, a folder at `path`, I/O errors).
 [[nodiscard]] expected<std::optional<std::string>, FileError> readFile(const std::filesystem::path& path);
