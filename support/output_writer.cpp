@@ -85,7 +85,7 @@ bool OutputWriter::submit(OutputBlock&& block) {
   std::unique_lock guard(lock_);
   if (block.empty()) {
     block.clear();
-    if (pool_.size() < kPoolSize && block.footprint() <= kPooledBlockLimit) pool_.push_back(std::move(block));
+    if (pool_.size() < kPoolSize && block.text().capacity() <= kPooledBlockLimit) pool_.push_back(std::move(block));
     return true;
   }
   const std::size_t size = block.footprint();
@@ -110,7 +110,7 @@ bool OutputWriter::submit(OutputBlock&& block) {
     if (dropped != nullptr) {
       *dropped += block.records();
       block.clear();
-      if (pool_.size() < kPoolSize && block.footprint() <= kPooledBlockLimit) pool_.push_back(std::move(block));
+      if (pool_.size() < kPoolSize && block.text().capacity() <= kPooledBlockLimit) pool_.push_back(std::move(block));
       return false;
     }
     changed_.wait_until(guard, lastProgress_ + options_.stallLimit);
@@ -163,7 +163,7 @@ bool OutputWriter::stalledLocked(Clock::time_point now) const {
 }
 
 bool OutputWriter::givingUpLocked(Clock::time_point now) const {
-  return failed_ || (deadline_ && now >= *deadline_) || (finishing_ && stalledLocked(now));
+  return failed_ || (deadline_ && now >= *deadline_);
 }
 
 void OutputWriter::run() {
@@ -194,24 +194,15 @@ void OutputWriter::run() {
     counts_.printed += printed;
     if (printed < block.records()) {
       const std::size_t rest = block.records() - printed;
-      if (failed_) {
-        counts_.droppedFailed += rest;
-      } else if (deadline_ && Clock::now() >= *deadline_) {
-        counts_.droppedStopped += rest;
-      } else {
-        counts_.droppedStalled += rest;
-      }
+      (failed_ ? counts_.droppedFailed : counts_.droppedStopped) += rest;
     }
     queuedBytes_ -= block.footprint();
     block.clear();
-    if (pool_.size() < kPoolSize && block.footprint() <= kPooledBlockLimit) pool_.push_back(std::move(block));
+    if (pool_.size() < kPoolSize && block.text().capacity() <= kPooledBlockLimit) pool_.push_back(std::move(block));
     changed_.notify_all();
   }
   // Given up: what is still queued is counted by why.
-  const auto now = Clock::now();
-  std::size_t& dropped = failed_                              ? counts_.droppedFailed
-                         : (deadline_ && now >= *deadline_) ? counts_.droppedStopped
-                                                            : counts_.droppedStalled;
+  std::size_t& dropped = failed_ ? counts_.droppedFailed : counts_.droppedStopped;
   for (const auto& block : queue_) dropped += block.records();
   queue_.clear();
   queuedBytes_ = 0;
@@ -264,14 +255,9 @@ bool OutputWriter::waitWritable() {
       std::lock_guard guard(lock_);
       const auto now = Clock::now();
       if (givingUpLocked(now)) return false;
-      std::optional<Clock::time_point> until = deadline_;
-      if (finishing_) {
-        const auto stallAt = lastProgress_ + options_.stallLimit;
-        if (!until || stallAt < *until) until = stallAt;
-      }
-      if (until) {
+      if (deadline_) {
         timeout = static_cast<int>(
-            std::chrono::ceil<std::chrono::milliseconds>(std::max(*until - now, Clock::duration::zero())).count());
+            std::chrono::ceil<std::chrono::milliseconds>(std::max(*deadline_ - now, Clock::duration::zero())).count());
       }
     }
     pollfd fds[2] = {{fd_, POLLOUT, 0}, {wakeRead_.get(), POLLIN, 0}};

@@ -12,8 +12,9 @@
 // bytes again, which ends the stall.
 //
 // Ending: stopBy(deadline) makes submits stop waiting and the writer give up at the deadline; finish()
-// waits until everything queued is written (or the writer gave up, or stalled with nothing more to come)
-// and joins the thread. Records that were never written in full are counted as dropped.
+// waits until everything queued is written, however slow the reader (a stall no longer matters once
+// nothing more comes), or until the writer gave up, and joins the thread. Records that were never written
+// in full are counted as dropped.
 //
 // Writing to a descriptor never blocks the writer's thread beyond its control: a pipe or terminal is
 // written through a non-blocking twin of the descriptor where the platform can open one (so the flags
@@ -52,9 +53,10 @@ class OutputBlock {
     text_.clear();
     recordEnds_.clear();
   }
-  // Counted against the writer's budget: the memory the block holds.
+  // Counted against the writer's budget: the bytes the block holds (room reserved and never written is
+  // not resident memory).
   [[nodiscard]] std::size_t footprint() const noexcept {
-    return text_.capacity() + recordEnds_.capacity() * sizeof(std::size_t);
+    return text_.size() + recordEnds_.size() * sizeof(std::size_t);
   }
 
  private:
@@ -103,8 +105,9 @@ class OutputWriter {
   // Submits stop waiting from now on, and the writer gives up at `deadline` what it has not written
   // (the earliest deadline given wins). Does not block.
   void stopBy(std::chrono::steady_clock::time_point deadline);
-  // Waits until what was submitted is written or given up (see above), ends the thread and closes the
-  // twin descriptor. No submit may run or follow. The writer's counts.
+  // Waits until what was submitted is written or given up (see above: only stopBy() or a failed write
+  // end the wait early), ends the thread and closes the twin descriptor. No submit may run or follow.
+  // The writer's counts.
   Counts finish();
 
  private:
@@ -118,7 +121,7 @@ class OutputWriter {
   bool waitWritable();
   void noteProgressLocked(Clock::time_point now);
   [[nodiscard]] bool stalledLocked(Clock::time_point now) const;
-  [[nodiscard]] bool givingUpLocked(Clock::time_point now) const;
+  [[nodiscard]] bool givingUpLocked(Clock::time_point now) const;  // failed, or past the deadline
   void wakeWriter();
 
   Options options_;
