@@ -1,7 +1,13 @@
-// orvanta-bench logs: how fast log stream lines become entries, against simdjson finding the same fields
-// in the same bytes and keeping nothing, and the whole path from the emulator through `orvanta logs
-// --json` into /dev/null, with that program's peak memory.
+// orvanta-bench logs: the log command end to end, as a user runs it. The emulator replays LINES lines
+// in the shape `log stream --style ndjson` prints (the log tool's 22 keys, about 850 bytes a line) as
+// fast as the pipe takes them, and a reader counts what comes out:
+//  - `orvanta --json logs` into a reader that keeps up, one that takes 100 MB/s, and one that stalls for
+//    5 s at the start: time, entries printed, entries reported lost, peak memory;
+//  - the same lines through a minimal single-threaded simdjson program printing the same objects
+//    (orvanta-bench-minimal-logs), and through `jq -c .` when jq is installed.
+// Also, in process: how long parsing and formatting one entry takes on the reading thread.
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -10,180 +16,232 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <cstring>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
+#include <fstream>
+#include <regex>
 #include <string>
+#include <thread>
 
 #include "bench/bench.hpp"
+#include "capture/console/console_printer.hpp"
 #include "capture/console/simulator_log_entry.hpp"
 
 namespace orvanta::bench {
 namespace {
 
-// About 400 bytes a line, in the shapes `log stream --style ndjson` prints, keys in varying order.
+constexpr const char* kDevice = "9F8E7D6C-5B4A-4392-8170-6F5E4D3C2B1A";  // booted in the emulator's seed
+
+// Lines of the log tool's full shape, with messages of varying length that need escapes.
 std::string generateLines(std::size_t count) {
+  static const char* const messages[] = {
+      R"(Sending launch request: <RBSLaunchRequest| osservice<com.apple.PosterBoard>; \"FBApplicationProcess\">)",
+      R"(tap \"Save\" \u00e9 in \/Users\/dev\/Documents\/draft.txt\nsecond line)",
+      R"(request finished \/api\/items?page=2 status=200 bytes=18342 duration=12.5ms \"ok\")",
+      R"(connection invalidated \u001b[1m xpc error: Connection interrupted)",
+      R"(Loading Preferences From User Session CFPrefsD)",
+  };
+  static const char* const types[] = {"Default", "Info", "Debug", "Error", "Fault"};
   std::string text;
-  text.reserve(count * 420);
-  char line[1024];
+  text.reserve(count * 900);
+  char line[2048];
   for (std::size_t i = 0; i < count; ++i) {
-    const char* type = (i % 7 == 0) ? "Error" : (i % 3 == 0 ? "Default" : "Debug");
-    if (i % 4 == 3) {
-      std::snprintf(line, sizeof line,
-                    R"({"timezoneName":"","eventType":"activityCreateEvent","subsystem":"","category":"","processImagePath":"\/Applications\/PosterBoard.app\/PosterBoard","timestamp":"2024-01-15 10:23:45.%06zu-0800","eventMessage":"Loading Preferences From User Session CFPrefsD number %zu in the sequence of generated events","processID":5222,"threadID":626691,"traceID":13353070231556})",
-                    i % 1000000, i);
-    } else {
-      std::snprintf(line, sizeof line,
-                    R"({"messageType":"%s","eventType":"logEvent","subsystem":"com.example.myapp","category":"network","processImagePath":"\/Users\/dev\/Library\/Developer\/CoreSimulator\/Devices\/3BC9A608\/data\/Containers\/Bundle\/Application\/B11C7D65\/MyApp.app\/MyApp","timestamp":"2024-01-15 10:23:45.%06zu-0800","eventMessage":"request %zu finished \"ok\" \u00e9 in 12 ms","processID":41234,"threadID":4531207})",
-                    type, i % 1000000, i);
-    }
-    text += line;
+    const int written = std::snprintf(
+        line, sizeof line,
+        R"({"timezoneName":"","messageType":"%s","eventType":"logEvent","source":null,"formatString":"%%{public}@ #%%d","userID":501,"activityIdentifier":%zu,"subsystem":"com.example.myapp","category":"network","threadID":4531207,"senderImageUUID":"5C3F1A2B-3D4E-4F50-8162-7384A5B6C7D8","backtrace":{"frames":[{"imageOffset":52344,"imageUUID":"5C3F1A2B-3D4E-4F50-8162-7384A5B6C7D8"}]},"bootUUID":"","processImagePath":"\/Users\/dev\/Library\/Developer\/CoreSimulator\/Devices\/3BC9A608\/data\/Containers\/Bundle\/Application\/B11C7D65\/MyApp.app\/MyApp","senderImagePath":"\/usr\/lib\/libnetwork.dylib","timestamp":"2026-10-02 22:17:%02zu.%06zu+0930","machTimestamp":706567072091713,"eventMessage":"%s #%zu","processImageUUID":"5C3F1A2B-3D4E-4F50-8162-7384A5B6C7D8","traceID":258753568922927108,"processID":41234,"senderProgramCounter":52344,"parentActivityIdentifier":0})",
+        types[i % 5], i, (i / 1000) % 60, i % 1000000, messages[i % 5], i);
+    text.append(line, static_cast<std::size_t>(written));
     text.push_back('\n');
   }
   return text;
 }
 
-double oursLinesPerSecond(const std::string& text, std::size_t expected) {
-  const auto start = std::chrono::steady_clock::now();
+// Parsing and formatting as the reading thread does it, per entry.
+double formatNanosecondsPerEntry(const std::string& text, std::size_t expected) {
   LineFramer framer;
   SimulatorLogEntryParser parser;
+  std::vector<std::string_view> lines;
+  std::string out;
   std::size_t entries = 0;
-  constexpr std::size_t chunk = 64 * 1024;
+  const auto start = std::chrono::steady_clock::now();
+  constexpr std::size_t chunk = 1 << 20;
   for (std::size_t at = 0; at < text.size(); at += chunk) {
-    framer.appendEach(std::string_view(text).substr(at, chunk), [&](std::string&& line) {
-      if (auto entry = parser.parse(std::move(line))) ++entries;
-    });
+    framer.appendViews(std::string_view(text).substr(at, chunk), lines);
+    out.clear();
+    for (auto line : lines) {
+      if (auto entry = parser.parseView(line)) {
+        appendEntryJsonLine(out, *entry, false);
+        ++entries;
+      }
+    }
   }
   const double seconds = secondsSince(start);
   if (entries != expected) std::abort();
-  return static_cast<double>(entries) / seconds;
+  return seconds * 1e9 / static_cast<double>(entries);
 }
 
-double baselineLinesPerSecond(const std::string& text, std::size_t expected) {
-  using namespace simdjson;
-  const padded_string padded(text);
-  ondemand::parser json;
-  std::size_t lines = 0, found = 0;
-  const auto start = std::chrono::steady_clock::now();
-  const char* begin = padded.data();
-  const char* end = begin + padded.size();
-  for (const char* at = begin; at < end;) {
-    const char* newline = static_cast<const char*>(std::memchr(at, '\n', static_cast<std::size_t>(end - at)));
-    if (newline == nullptr) newline = end;
-    ondemand::document document;
-    const auto length = static_cast<std::size_t>(newline - at);
-    if (json.iterate(at, length, static_cast<std::size_t>(end - at) + SIMDJSON_PADDING).get(document) == SUCCESS) {
-      ondemand::object object;
-      if (document.get_object().get(object) == SUCCESS) {
-        for (auto field : object) {
-          std::string_view key, value;
-          if (field.unescaped_key().get(key) != SUCCESS) break;
-          if (key == "processID") {
-            std::int64_t number;
-            if (field.value().get_int64().get(number) == SUCCESS) ++found;
-          } else if (key == "eventMessage" || key == "messageType" || key == "timestamp" || key == "processImagePath" ||
-                     key == "subsystem" || key == "category") {
-            if (field.value().get_string().get(value) == SUCCESS) found += value.size() > 0;
-          }
-        }
-      }
-    }
-    ++lines;
-    at = newline + 1;
-  }
-  const double seconds = secondsSince(start);
-  if (lines != expected || found == 0) std::abort();
-  return static_cast<double>(lines) / seconds;
-}
-
-struct EndToEnd {
-  double linesPerSecond = 0;
-  double peakRssMiB = 0;
+struct Stage {
+  std::vector<std::string> argv;
+  std::vector<std::pair<std::string, std::string>> environment;
 };
 
-EndToEnd endToEnd(const std::string& text, std::size_t count) {
-  // The programs sit in the build folder, one level above this one.
-  const auto self = std::filesystem::read_symlink("/proc/self/exe").parent_path().parent_path();
-  const auto orvanta = self / "orvanta";
-  const auto emulator = self / "orvanta-simctl-emulator";
+struct Reader {
+  double bytesPerSecond = 0;  // 0: as fast as it can
+  double stallSeconds = 0;    // before the first read
+};
+
+struct Run {
+  double seconds = 0;
+  std::size_t lines = 0;
+  long peakKiB = 0;  // of the last stage
+  std::string stderrText;  // of the last stage
+};
+
+// Runs the stages as a pipeline (the first reads nothing), reads the last one's output as `reader` says
+// and counts its lines.
+Run runPipeline(const std::vector<Stage>& stages, const Reader& reader, const std::filesystem::path& scratch) {
+  Run run;
+  const auto errorFile = scratch / "stderr.txt";
+  const auto start = std::chrono::steady_clock::now();
+  int input = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
+  std::vector<pid_t> pids;
+  int output = -1;
+  for (std::size_t i = 0; i < stages.size(); ++i) {
+    int fds[2];
+    if (::pipe2(fds, O_CLOEXEC) != 0) std::abort();
+    const bool last = i + 1 == stages.size();
+    const pid_t pid = ::fork();
+    if (pid == 0) {
+      for (const auto& [key, value] : stages[i].environment) ::setenv(key.c_str(), value.c_str(), 1);
+      ::dup2(input, STDIN_FILENO);
+      ::dup2(fds[1], STDOUT_FILENO);
+      const int error = ::open(last ? errorFile.c_str() : "/dev/null", O_WRONLY | O_CREAT | O_TRUNC, 0600);
+      ::dup2(error, STDERR_FILENO);
+      std::vector<char*> argv;
+      for (const auto& argument : stages[i].argv) argv.push_back(const_cast<char*>(argument.c_str()));
+      argv.push_back(nullptr);
+      ::execv(argv[0], argv.data());
+      ::_exit(127);
+    }
+    pids.push_back(pid);
+    ::close(input);
+    ::close(fds[1]);
+    input = fds[0];
+    output = fds[0];
+  }
+  if (reader.stallSeconds > 0) std::this_thread::sleep_for(std::chrono::duration<double>(reader.stallSeconds));
+  const auto readStart = std::chrono::steady_clock::now();
+  std::vector<char> buffer(1 << 20);
+  std::size_t total = 0;
+  for (;;) {
+    std::size_t want = buffer.size();
+    if (reader.bytesPerSecond > 0) {
+      // Paced: never ahead of the rate since reading began, in slices of at most 256 kB.
+      const double allowed = reader.bytesPerSecond * secondsSince(readStart);
+      if (static_cast<double>(total) >= allowed) {
+        std::this_thread::sleep_for(std::chrono::microseconds(500));
+        continue;
+      }
+      want = std::min<std::size_t>(want, std::min<std::size_t>(256 << 10, static_cast<std::size_t>(allowed) - total + 1));
+    }
+    const ssize_t got = ::read(output, buffer.data(), want);
+    if (got <= 0) break;
+    total += static_cast<std::size_t>(got);
+    run.lines += static_cast<std::size_t>(std::count(buffer.data(), buffer.data() + got, '\n'));
+  }
+  ::close(output);
+  for (std::size_t i = 0; i < pids.size(); ++i) {
+    int status = 0;
+    struct rusage usage {};
+    ::wait4(pids[i], &status, 0, &usage);
+    if (i + 1 == pids.size()) run.peakKiB = usage.ru_maxrss;
+  }
+  run.seconds = secondsSince(start);
+  std::ifstream errors(errorFile);
+  run.stderrText.assign(std::istreambuf_iterator<char>(errors), {});
+  return run;
+}
+
+// The entries the command said it did not print.
+std::size_t reportedLost(const std::string& stderrText) {
+  std::size_t lost = 0;
+  static const std::regex sentence(R"(orvanta: (\d+) entr(y|ies) (was |were )?not printed)");
+  for (std::sregex_iterator it(stderrText.begin(), stderrText.end(), sentence), end; it != end; ++it) {
+    lost += std::stoull((*it)[1].str());
+  }
+  return lost;
+}
+
+int logsBench(const std::vector<std::string>& arguments) {
+  const std::size_t count = arguments.empty() ? 300000 : std::strtoull(arguments[0].c_str(), nullptr, 10);
+  const auto self = std::filesystem::read_symlink("/proc/self/exe").parent_path();
+  const auto build = self.parent_path();
+  const auto orvanta = build / "orvanta";
+  const auto emulator = build / "orvanta-simctl-emulator";
+  const auto minimal = self / "orvanta-bench-minimal-logs";
   std::string pattern = (std::filesystem::temp_directory_path() / "orvanta-logs-bench-XXXXXX").string();
   const std::filesystem::path root = ::mkdtemp(pattern.data());
   const auto replay = root / "lines.ndjson";
   {
-    std::FILE* file = std::fopen(replay.c_str(), "wb");
-    if (file == nullptr || std::fwrite(text.data(), 1, text.size(), file) != text.size()) std::abort();
-    std::fclose(file);
-  }
-  auto setEnvironment = [&](const char* key, const std::filesystem::path& value) { ::setenv(key, value.c_str(), 1); };
-  setEnvironment("ORVANTA_XCRUN", emulator);
-  setEnvironment("ORVANTA_EMULATOR_HOME", root / "emulator");
-  setEnvironment("XDG_CONFIG_HOME", root / "config");
-  setEnvironment("XDG_DATA_HOME", root / "data");
-  setEnvironment("XDG_RUNTIME_DIR", root / "runtime");
-  setEnvironment("HOME", root / "home");
-  const std::string device = "9F8E7D6C-5B4A-4392-8170-6F5E4D3C2B1A";  // booted in the emulator's seed
+    const std::string text = generateLines(count);
+    std::fprintf(stderr, "%zu lines, %.0f bytes each on average\n", count,
+                 static_cast<double>(text.size()) / static_cast<double>(count));
+    report("logs.format_ns_per_entry", formatNanosecondsPerEntry(text, count));
+    std::ofstream(replay, std::ios::binary).write(text.data(), static_cast<std::streamsize>(text.size()));
+  }  // the text is freed: the programs' peak memory is measured through wait4, from forks of this one
 
-  auto runOrvanta = [&](std::vector<std::string> arguments, bool withReplay) {
-    const pid_t pid = ::fork();
-    if (pid == 0) {
-      if (withReplay) ::setenv("ORVANTA_EMULATOR_LOG_REPLAY", replay.c_str(), 1);
-      const int null = ::open("/dev/null", O_WRONLY);
-      ::dup2(null, STDOUT_FILENO);
-      if (withReplay) ::dup2(null, STDERR_FILENO);
-      std::vector<char*> argv{const_cast<char*>(orvanta.c_str())};
-      for (auto& argument : arguments) argv.push_back(argument.data());
-      argv.push_back(nullptr);
-      ::execv(orvanta.c_str(), argv.data());
-      ::_exit(127);
-    }
-    // The peak resident size of the program itself, not of the bench's forked copy before exec (which
-    // rusage would report): sampled from /proc while it runs, once it runs the program.
-    long peakKiB = 0;
-    int status = 0;
-    const std::string proc = "/proc/" + std::to_string(pid);
-    while (::waitpid(pid, &status, WNOHANG) == 0) {
-      std::error_code error;
-      if (std::filesystem::read_symlink(proc + "/exe", error) == orvanta) {
-        if (std::FILE* file = std::fopen((proc + "/status").c_str(), "r")) {
-          char row[256];
-          long value = 0;
-          while (std::fgets(row, sizeof row, file)) {
-            if (std::sscanf(row, "VmHWM: %ld kB", &value) == 1) peakKiB = std::max(peakKiB, value);
-          }
-          std::fclose(file);
-        }
-      }
-      ::usleep(5000);
-    }
-    return peakKiB;
+  const std::vector<std::pair<std::string, std::string>> environment = {
+      {"ORVANTA_XCRUN", emulator.string()},
+      {"ORVANTA_EMULATOR_HOME", (root / "emulator").string()},
+      {"XDG_CONFIG_HOME", (root / "config").string()},
+      {"XDG_DATA_HOME", (root / "data").string()},
+      {"XDG_RUNTIME_DIR", (root / "runtime").string()},
+      {"HOME", (root / "home").string()},
   };
-  (void)runOrvanta({"devices"}, false);  // seeds the emulator's devices
-  const auto start = std::chrono::steady_clock::now();
-  const long peakKiB = runOrvanta({"--device", device, "--json", "logs"}, true);
-  const double seconds = secondsSince(start);
-  std::filesystem::remove_all(root);
-  return {static_cast<double>(count) / seconds, static_cast<double>(peakKiB) / 1024.0};
-}
+  auto withReplay = environment;
+  withReplay.emplace_back("ORVANTA_EMULATOR_LOG_REPLAY", replay.string());
+  (void)runPipeline({{{orvanta.string(), "devices"}, environment}}, {}, root);  // seeds the emulator's devices
 
-int logsBench(const std::vector<std::string>& arguments) {
-  const std::size_t count = arguments.empty() ? 1000000 : std::strtoull(arguments[0].c_str(), nullptr, 10);
-  const std::string text = generateLines(count);
-  std::fprintf(stderr, "%zu lines, %.0f bytes each on average\n", count,
-               static_cast<double>(text.size()) / static_cast<double>(count));
-  const double ours = oursLinesPerSecond(text, count);
-  const double baseline = baselineLinesPerSecond(text, count);
-  report("logs.parse_lines_per_s", ours);
-  report("logs.baseline_lines_per_s", baseline);
-  report("logs.ratio", baseline / ours);
-  const auto e2e = endToEnd(text, count);
-  report("logs.e2e_lines_per_s", e2e.linesPerSecond);
-  report("logs.e2e_peak_rss_mib", e2e.peakRssMiB);
+  const Stage orvantaLogs{{orvanta.string(), "--device", kDevice, "--json", "logs"}, withReplay};
+  const Stage emulatorStream{{emulator.string(), "simctl", "spawn", kDevice, "log", "stream", "--style", "ndjson",
+                              "--level", "debug"},
+                             withReplay};
+  auto reportRun = [&](const std::string& name, const Run& run) {
+    report("logs." + name + ".seconds", run.seconds);
+    report("logs." + name + ".printed", static_cast<double>(run.lines));
+    report("logs." + name + ".lost", static_cast<double>(count - std::min(count, run.lines)));
+    report("logs." + name + ".peak_rss_mib", static_cast<double>(run.peakKiB) / 1024.0);
+  };
+
+  const Run fast = runPipeline({orvantaLogs}, {}, root);
+  reportRun("orvanta", fast);
+  report("logs.orvanta.reported_lost", static_cast<double>(reportedLost(fast.stderrText)));
+  const Run paced = runPipeline({orvantaLogs}, {100e6, 0}, root);
+  reportRun("orvanta_100MBps", paced);
+  report("logs.orvanta_100MBps.reported_lost", static_cast<double>(reportedLost(paced.stderrText)));
+  const Run stalled = runPipeline({orvantaLogs}, {0, 5.0}, root);
+  reportRun("orvanta_stall5s", stalled);
+  report("logs.orvanta_stall5s.reported_lost", static_cast<double>(reportedLost(stalled.stderrText)));
+
+  const Run yardstick = runPipeline({emulatorStream, {{minimal.string()}, {}}}, {}, root);
+  reportRun("minimal", yardstick);
+  report("logs.orvanta_over_minimal", fast.seconds / yardstick.seconds);
+  if (std::filesystem::exists("/usr/bin/jq")) {
+    const Run jq = runPipeline({emulatorStream, {{"/usr/bin/jq", "-c", "."}, {}}}, {}, root);
+    reportRun("jq", jq);
+    report("logs.jq_over_orvanta", jq.seconds / fast.seconds);
+  } else {
+    std::fprintf(stderr, "jq is not installed: no comparison with jq -c .\n");
+  }
+  std::filesystem::remove_all(root);
   return 0;
 }
 
 }  // namespace
 
-ORVANTA_BENCH("logs", "[LINES]: log lines to entries, against simdjson alone, and end to end through orvanta logs",
+ORVANTA_BENCH("logs", "[LINES]: orvanta logs --json end to end (fast, 100 MB/s and stalled readers), against a "
+                      "minimal simdjson program and jq -c .",
               logsBench);
 
 }  // namespace orvanta::bench

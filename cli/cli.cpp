@@ -215,7 +215,9 @@ int runCommandLine(int argc, const char* const* argv, CommandLineStreams streams
   } restore{streams, originalOut, originalErr};
 
   Environment environment(options.xcrun);
-  CommandContext context{options, stop, streams.out, streams.err, environment, streams.stdinIsTerminal, streams.inputFd};
+  // Output that must pass the terminal's escaping is written through the stream, never to the descriptor.
+  CommandContext context{options,     stop, streams.out, streams.err, environment, streams.stdinIsTerminal,
+                         streams.inputFd, safeOut ? -1 : streams.outFd};
   CommandOutcome outcome;
   if (const auto action = registry.selected(app)) {
     try {

@@ -16,6 +16,7 @@ struct CommandLineStreams {
   // stdout, whose text is kept as it is).
   bool stdoutIsTerminal = false;
   bool stderrIsTerminal = false;
+  int outFd = -1;  // the descriptor behind `out`, if any
 };
 
 // Runs one invocation. `stop` is requested by Ctrl-C. Returns 0, 1, 2 or 130. Main thread.

@@ -55,14 +55,15 @@ class Environment;
 // Handed to the command that runs. Used on the main thread only.
 struct CommandContext {
   CommandContext(const GlobalOptions& options_, orvanta::stop_token stop_, std::ostream& out_, std::ostream& err_,
-                 Environment& environment_, bool stdinIsTerminal_, int inputFd_)
+                 Environment& environment_, bool stdinIsTerminal_, int inputFd_, int outFd_)
       : options(options_),
         stop(std::move(stop_)),
         out(out_),
         err(err_),
         environment(environment_),
         stdinIsTerminal(stdinIsTerminal_),
-        inputFd(inputFd_) {}
+        inputFd(inputFd_),
+        outFd(outFd_) {}
 
   const GlobalOptions& options;
   orvanta::stop_token stop;
@@ -72,6 +73,10 @@ struct CommandContext {
   bool stdinIsTerminal = false;
   // Standard input's descriptor; -1 when there is none to read.
   int inputFd = -1;
+  // The descriptor behind `out` when it is one (the program's standard output), for commands that write
+  // much output on a thread of their own; -1 when there is none (or when what is written must pass the
+  // terminal's escaping). Flush `out` before writing to it.
+  int outFd = -1;
 
   // The command's one JSON document. It is written (pretty, with a final newline) when the command ends:
   // as it is on success, or with "error" among its members when the command then fails, so that stdout

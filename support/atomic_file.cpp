@@ -72,6 +72,23 @@ void removeStaleTemporaries(const std::filesystem::path& folder, const std::stri
 
 }  // namespace
 
+expected<void, FileError> checkFileWritable(const std::filesystem::path& path) {
+  struct stat info {};
+  if (::stat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode)) return unexpected(FileError::writeFailed(path, EISDIR));
+  const std::filesystem::path folder = folderOf(path);
+  for (int attempt = 0; attempt < 16; ++attempt) {
+    const auto probe = folder / fmt::format(".{}.{}.tmp", path.filename().string(), randomSuffix());
+    UniqueFd fd(::open(probe.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
+    if (fd) {
+      fd.reset();
+      ::unlink(probe.c_str());
+      return {};
+    }
+    if (errno != EEXIST && errno != EINTR) return unexpected(FileError::writeFailed(path, errno));
+  }
+  return unexpected(FileError::writeFailed(path, EEXIST));
+}
+
 expected<void, FileError> writeFileAtomically(const std::filesystem::path& path, std::string_view bytes, mode_t mode) {
   const std::filesystem::path folder = folderOf(path);
   removeStaleTemporaries(folder, path.filename().string());

@@ -48,6 +48,11 @@ inline constexpr std::size_t image = 256 * 1024 * 1024;          // a screenshot
 // "8 MiB", "64 kB", "4096 bytes": a budget in words.
 [[nodiscard]] std::string budgetText(std::size_t bytes);
 
+// Whether writeFileAtomically() could put a file at `path` now, checked before a long task that ends by
+// writing it: `path` is not a folder, and its folder exists and takes a new file (created with a hidden
+// unique name and removed at once). Fails with writeFailed, naming `path`.
+[[nodiscard]] expected<void, FileError> checkFileWritable(const std::filesystem::path& path);
+
 // Moves an unreadable document `<dir>/<base><ext>` aside to `<dir>/<base>.unreadable-<yyyyMMdd-HHmmss><ext>`
 // with `now` in UTC (settings.json -> settings.unreadable-20261121-054600.json). When that name is taken,
 // "-2", "-3", ... go before the extension; an existing file is never replaced and nothing is ever

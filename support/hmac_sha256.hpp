@@ -12,7 +12,8 @@ namespace orvanta {
 
 using Sha256Digest = std::array<std::uint8_t, 32>;
 
-// The keyed digest of `message` under `key`. Pure and thread-safe.
+// The keyed digest of `message` under `key`. Pure and thread-safe. On Linux the first call loads libcrypto;
+// a system without it cannot make digests, and the program ends with a message on stderr.
 [[nodiscard]] Sha256Digest hmacSha256(std::span<const std::uint8_t> key, std::string_view message);
 
 // `bytes` as lower-case hexadecimal text.

@@ -1,6 +1,7 @@
 // Parsing JSON text with plain error messages.
 #pragma once
 
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -16,8 +17,17 @@ namespace orvanta {
 [[nodiscard]] std::string plainJsonMessage(std::string_view what);
 
 // Appends `text` (UTF-8) to `out` as a quoted JSON string: quotes, backslashes and control characters
-// escaped, everything else as it is. For writers that build JSON text by hand where speed matters.
+// escaped (\n, \r, \t, \b, \f, the rest as \u00xx), everything else as it is. For writers that build
+// JSON text by hand where speed matters.
 void appendJsonString(std::string& out, std::string_view text);
+
+// The most bytes writeJsonString() writes for a text of `size` bytes (every byte a \u00xx, and the quotes).
+[[nodiscard]] constexpr std::size_t jsonStringBound(std::size_t size) noexcept { return 6 * size + 2; }
+// appendJsonString() into raw memory: writes the quoted string at `out`, which has room for
+// jsonStringBound(text.size()) bytes, and returns the end of what it wrote. Runs of bytes that need no
+// escape are found eight at a time.
+char* writeJsonString(char* out, std::string_view text) noexcept;
+
 
 // Every document we read from outside nests at most this deep; deeper ones are refused before parsing, so
 // that neither the parser nor the recursive copies and printers of a parsed value can run out of stack.

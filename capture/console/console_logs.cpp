@@ -2,8 +2,6 @@
 
 #include <time.h>
 
-#include <cstdio>
-
 #include "support/atomic_file.hpp"
 #include "support/text.hpp"
 
@@ -39,12 +37,12 @@ std::string_view withoutPrivatePrefix(std::string_view path) noexcept {
 // ---------------------------------------------------------------------------------------------------
 // ConsoleLogFilter
 
-bool ConsoleLogFilter::matchesLevel(const SimulatorLogEntry& entry) const {
+bool ConsoleLogFilter::matchesLevel(const SimulatorLogEntryView& entry) const {
   if (enabledLevels.size() == allSimulatorLogLevels.size()) return true;
   return entry.level && enabledLevels.contains(*entry.level);
 }
 
-bool ConsoleLogFilter::matchesSearch(const SimulatorLogEntry& entry) const {
+bool ConsoleLogFilter::matchesSearch(const SimulatorLogEntryView& entry) const {
   // Called for every entry: no copy of the search text.
   const std::string_view needle = trimWhitespace(searchText);
   if (needle.empty()) return true;
@@ -62,9 +60,41 @@ bool ConsoleLogFilter::isInsideFolder(std::string_view imagePath, std::string_vi
   return imagePath.starts_with(folder) && imagePath[folder.size()] == '/';
 }
 
-bool ConsoleLogFilter::matches(const SimulatorLogEntry& entry) const {
+bool ConsoleLogFilter::matches(const SimulatorLogEntryView& entry) const {
   if (appFolder && !(entry.processImagePath && isInsideFolder(*entry.processImagePath, *appFolder))) return false;
   return matchesLevel(entry) && matchesSearch(entry);
+}
+
+// ---------------------------------------------------------------------------------------------------
+// RetainedLogEntries
+
+std::size_t RetainedLogEntries::append(std::vector<SimulatorLogEntry>&& batch) {
+  std::size_t dropped = 0;
+  // Of a batch larger than the list may hold, only its newest entries are ever moved in.
+  std::size_t first = 0;
+  if (batch.size() > entryLimit_) {
+    first = batch.size() - entryLimit_;
+    dropped += first;
+  }
+  std::size_t batchBytes = 0;
+  std::size_t from = batch.size();
+  while (from > first) {
+    const std::size_t size = batch[from - 1].footprint();
+    if (batchBytes + size > byteLimit_ && from < batch.size()) break;
+    batchBytes += size;
+    --from;
+  }
+  dropped += from - first;
+  for (std::size_t i = from; i < batch.size(); ++i) {
+    bytes_ += batch[i].footprint();
+    entries_.push_back(std::move(batch[i]));
+  }
+  while (entries_.size() > 1 && (entries_.size() > entryLimit_ || bytes_ > byteLimit_)) {
+    bytes_ -= entries_.front().footprint();
+    entries_.pop_front();
+    ++dropped;
+  }
+  return dropped;
 }
 
 // ---------------------------------------------------------------------------------------------------
@@ -84,9 +114,9 @@ void ConsoleLogsViewModel::receive(std::vector<SimulatorLogEntry> batch) {
         ofApp.push_back(entry);
       }
     }
-    appendRetaining(retainedAppEntries_, std::move(ofApp), consoleRetainedEntryLimit);
+    retainedAppEntries_.append(std::move(ofApp));
   }
-  appendRetaining(entries_, std::move(batch), consoleRetainedEntryLimit);
+  entries_.append(std::move(batch));
 }
 
 void ConsoleLogsViewModel::clear() {
@@ -102,7 +132,7 @@ std::vector<const SimulatorLogEntry*> ConsoleLogsViewModel::shownEntries() const
   ConsoleLogFilter narrowing = filter();
   narrowing.appFolder.reset();  // the app's list is already the app's
   std::vector<const SimulatorLogEntry*> shown;
-  for (const auto& entry : retainedAppFolder_ ? retainedAppEntries_ : entries_) {
+  for (const auto& entry : retainedAppFolder_ ? retainedAppEntries() : entries()) {
     if (narrowing.matches(entry)) shown.push_back(&entry);
   }
   return shown;
@@ -111,9 +141,8 @@ std::vector<const SimulatorLogEntry*> ConsoleLogsViewModel::shownEntries() const
 // ---------------------------------------------------------------------------------------------------
 // ConsoleExportService
 
-void ConsoleExportService::appendLine(std::string& out, const SimulatorLogEntry& entry) {
+void ConsoleExportService::appendLine(std::string& out, const SimulatorLogEntryView& entry) {
   if (entry.timestamp) {
-    using namespace std::chrono;
     const auto micros = entry.timestamp->time.time_since_epoch().count();
     auto seconds = micros / 1'000'000;
     auto remainder = micros % 1'000'000;
@@ -124,10 +153,13 @@ void ConsoleExportService::appendLine(std::string& out, const SimulatorLogEntry&
     const auto clock = static_cast<time_t>(seconds);
     struct tm local {};
     localtime_r(&clock, &local);
-    char buffer[16];
-    std::snprintf(buffer, sizeof buffer, "%02d:%02d:%02d.%03d", local.tm_hour, local.tm_min, local.tm_sec,
-                  static_cast<int>(remainder / 1000));
-    out += buffer;
+    const auto millis = static_cast<int>(remainder / 1000);
+    const char text[] = {static_cast<char>('0' + local.tm_hour / 10), static_cast<char>('0' + local.tm_hour % 10), ':',
+                         static_cast<char>('0' + local.tm_min / 10),  static_cast<char>('0' + local.tm_min % 10),  ':',
+                         static_cast<char>('0' + local.tm_sec / 10),  static_cast<char>('0' + local.tm_sec % 10),  '.',
+                         static_cast<char>('0' + millis / 100),       static_cast<char>('0' + millis / 10 % 10),
+                         static_cast<char>('0' + millis % 10)};
+    out.append(text, sizeof text);
   } else {
     out += "--:--:--.---";
   }
@@ -146,6 +178,13 @@ void ConsoleExportService::appendLine(std::string& out, const SimulatorLogEntry&
   }
   out += ": ";
   out += entry.message;
+}
+
+expected<void, ConsoleError> ConsoleExportService::checkDestination(const std::filesystem::path& file) const {
+  if (auto checked = checkFileWritable(file); !checked) {
+    return unexpected(ConsoleError::exportFailed(checked.error().description()));
+  }
+  return {};
 }
 
 expected<void, ConsoleError> ConsoleExportService::write(std::string_view text,

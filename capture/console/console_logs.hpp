@@ -1,5 +1,5 @@
 // What the console keeps and shows: the stream's state, the retention of entries (the newest 4,000 in
-// each list), the filters, and the export text.
+// each list, and no more than 64 MiB of them), the filters, and the export text.
 //
 // The filter rules:
 //  - Search: the trimmed search text, matched as a substring ignoring the case of ASCII letters, against
@@ -38,35 +38,42 @@ struct ConsoleStreamState {
 };
 
 inline constexpr std::size_t consoleRetainedEntryLimit = 4000;
+// However long the lines, the entries a list retains take no more memory than this (by their footprint).
+inline constexpr std::size_t consoleRetainedByteLimit = 64u << 20;
 
-// Appends `batch` to `list` and drops from the front so that at most `limit` remain; returns how many
-// were dropped (of the list's or the batch's). Entries that would be dropped at once are never copied.
-template <typename T>
-std::size_t appendRetaining(std::deque<T>& list, std::vector<T>&& batch, std::size_t limit) {
-  std::size_t dropped = 0;
-  auto first = batch.begin();
-  if (batch.size() >= limit) {
-    dropped = list.size() + (batch.size() - limit);
-    list.clear();
-    first = batch.end() - static_cast<std::ptrdiff_t>(limit);
+// The newest entries, at most `entryLimit` of them and at most `byteLimit` bytes of them (the newest
+// entry is kept even when it alone is larger). Not thread-safe; a value type.
+class RetainedLogEntries {
+ public:
+  explicit RetainedLogEntries(std::size_t entryLimit = consoleRetainedEntryLimit,
+                              std::size_t byteLimit = consoleRetainedByteLimit)
+      : entryLimit_(entryLimit), byteLimit_(byteLimit) {}
+
+  // Appends the batch and drops the oldest beyond the limits; returns how many were dropped.
+  std::size_t append(std::vector<SimulatorLogEntry>&& batch);
+  void clear() noexcept {
+    entries_.clear();
+    bytes_ = 0;
   }
-  for (auto it = first; it != batch.end(); ++it) list.push_back(std::move(*it));
-  if (list.size() > limit) {
-    const std::size_t excess = list.size() - limit;
-    list.erase(list.begin(), list.begin() + static_cast<std::ptrdiff_t>(excess));
-    dropped += excess;
-  }
-  return dropped;
-}
+  [[nodiscard]] const std::deque<SimulatorLogEntry>& entries() const noexcept { return entries_; }
+  [[nodiscard]] std::size_t bytes() const noexcept { return bytes_; }
+
+ private:
+  std::deque<SimulatorLogEntry> entries_;
+  std::size_t bytes_ = 0;
+  std::size_t entryLimit_;
+  std::size_t byteLimit_;
+};
 
 struct ConsoleLogFilter {
   std::string searchText;
   std::set<SimulatorLogLevel> enabledLevels{allSimulatorLogLevels.begin(), allSimulatorLogLevels.end()};
   std::optional<std::string> appFolder;
 
-  [[nodiscard]] bool matches(const SimulatorLogEntry& entry) const;
-  [[nodiscard]] bool matchesLevel(const SimulatorLogEntry& entry) const;
-  [[nodiscard]] bool matchesSearch(const SimulatorLogEntry& entry) const;
+  [[nodiscard]] bool matches(const SimulatorLogEntryView& entry) const;
+  [[nodiscard]] bool matchesLevel(const SimulatorLogEntryView& entry) const;
+  [[nodiscard]] bool matchesSearch(const SimulatorLogEntryView& entry) const;
+  [[nodiscard]] bool matches(const SimulatorLogEntry& entry) const { return matches(entry.view()); }
   [[nodiscard]] static bool isInsideFolder(std::string_view imagePath, std::string_view folder);
 };
 
@@ -79,8 +86,10 @@ class ConsoleLogsViewModel {
   std::optional<std::string> selectedAppFilterBundleID;
   bool autoScroll = true;
 
-  [[nodiscard]] const std::deque<SimulatorLogEntry>& entries() const { return entries_; }
-  [[nodiscard]] const std::deque<SimulatorLogEntry>& retainedAppEntries() const { return retainedAppEntries_; }
+  [[nodiscard]] const std::deque<SimulatorLogEntry>& entries() const { return entries_.entries(); }
+  [[nodiscard]] const std::deque<SimulatorLogEntry>& retainedAppEntries() const {
+    return retainedAppEntries_.entries();
+  }
   [[nodiscard]] const std::optional<std::string>& retainedAppFolder() const { return retainedAppFolder_; }
 
   // Chooses the app (its bundle identifier and bundle folder) or, with nullopt, none.
@@ -94,8 +103,8 @@ class ConsoleLogsViewModel {
   [[nodiscard]] std::vector<const SimulatorLogEntry*> shownEntries() const;
 
  private:
-  std::deque<SimulatorLogEntry> entries_;
-  std::deque<SimulatorLogEntry> retainedAppEntries_;
+  RetainedLogEntries entries_;
+  RetainedLogEntries retainedAppEntries_;
   std::optional<std::string> retainedAppFolder_;
 };
 
@@ -107,7 +116,8 @@ class ConsoleExportService {
 
   // One entry's line, appended to `out`. An entry without a time shows "--:--:--.---", without a level
   // "-", without an image path "-".
-  static void appendLine(std::string& out, const SimulatorLogEntry& entry);
+  static void appendLine(std::string& out, const SimulatorLogEntryView& entry);
+  static void appendLine(std::string& out, const SimulatorLogEntry& entry) { appendLine(out, entry.view()); }
   template <typename Range>
   [[nodiscard]] static std::string render(const Range& entries) {
     std::string text;
@@ -124,6 +134,9 @@ class ConsoleExportService {
     return text;
   }
 
+  // Whether write() could put a file at `file` now: its folder exists and takes a new file (tried with a
+  // hidden file, removed at once), and `file` is not a folder. exportFailed with the system's description.
+  [[nodiscard]] expected<void, ConsoleError> checkDestination(const std::filesystem::path& file) const;
   // Writes `text` to `file` whole or not at all; exportFailed with the system's description.
   [[nodiscard]] expected<void, ConsoleError> write(std::string_view text, const std::filesystem::path& file) const;
   // Puts `text` on the host's clipboard; clipboardFailed (the reason in the payload).

@@ -1,109 +1,110 @@
 #include "capture/console/console_printer.hpp"
 
 #include <algorithm>
+#include <charconv>
+#include <cstring>
 
+#include "capture/console/console_logs.hpp"
 #include "support/json_text.hpp"
 
 namespace orvanta {
 
-void appendEntryJsonLine(std::string& out, const SimulatorLogEntry& entry) {
-  out += "{\"id\":\"";
-  out += entry.id.text();
-  out += '"';
-  if (entry.timestamp) {
-    out += ",\"timestamp\":\"";
-    out += entry.timestamp->text();
-    out += '"';
-  }
-  if (entry.level) {
-    out += ",\"level\":\"";
-    out += rawValue(*entry.level);
-    out += '"';
-  }
-  if (entry.processID) {
-    out += ",\"processID\":";
-    out += std::to_string(*entry.processID);
-  }
-  auto optionalText = [&out](const char* key, const std::optional<std::string>& value) {
-    if (!value) return;
-    out += ",\"";
-    out += key;
-    out += "\":";
-    appendJsonString(out, *value);
-  };
-  optionalText("processImagePath", entry.processImagePath);
-  optionalText("subsystem", entry.subsystem);
-  optionalText("category", entry.category);
-  out += ",\"message\":";
-  appendJsonString(out, entry.message);
-  out += ",\"raw\":";
-  appendJsonString(out, entry.raw);
-  out += "}\n";
+namespace {
+
+char* put(char* out, std::string_view text) noexcept {
+  std::memcpy(out, text.data(), text.size());
+  return out + text.size();
 }
 
-void appendEntryTextLine(std::string& out, const SimulatorLogEntry& entry) {
+// Room for everything but the texts: the keys, the id, the time, the level and the process id.
+constexpr std::size_t kFixedBound = 160;
+constexpr std::size_t kKeyBound = 24;
+
+}  // namespace
+
+void appendEntryJsonLine(std::string& out, const SimulatorLogEntryView& entry, bool includeRaw) {
+  auto textBound = [](const std::optional<std::string_view>& text) {
+    return text ? kKeyBound + jsonStringBound(text->size()) : 0;
+  };
+  const std::size_t bound = kFixedBound + textBound(entry.processImagePath) + textBound(entry.subsystem) +
+                            textBound(entry.category) + jsonStringBound(entry.message.size()) +
+                            (includeRaw ? kKeyBound + jsonStringBound(entry.raw.size()) : 0);
+  const std::size_t start = out.size();
+  out.resize_and_overwrite(start + bound, [&](char* data, std::size_t) {
+    char* at = put(data + start, "{\"id\":\"");
+    at = entry.id.writeText(at);
+    *at++ = '"';
+    if (entry.timestamp) {
+      at = put(at, ",\"timestamp\":\"");
+      at = entry.timestamp->writeRfc3339(at);
+      *at++ = '"';
+    }
+    if (entry.level) {
+      at = put(at, ",\"level\":\"");
+      at = put(at, rawValue(*entry.level));
+      *at++ = '"';
+    }
+    if (entry.processID) {
+      at = put(at, ",\"processID\":");
+      at = std::to_chars(at, at + 16, *entry.processID).ptr;
+    }
+    auto text = [&at](std::string_view key, const std::optional<std::string_view>& value) {
+      if (!value) return;
+      at = put(at, key);
+      at = writeJsonString(at, *value);
+    };
+    text(",\"processImagePath\":", entry.processImagePath);
+    text(",\"subsystem\":", entry.subsystem);
+    text(",\"category\":", entry.category);
+    at = put(at, ",\"message\":");
+    at = writeJsonString(at, entry.message);
+    if (includeRaw) {
+      at = put(at, ",\"raw\":");
+      at = writeJsonString(at, entry.raw);
+    }
+    at = put(at, "}\n");
+    return static_cast<std::size_t>(at - data);
+  });
+}
+
+void appendEntryTextLine(std::string& out, const SimulatorLogEntryView& entry) {
   ConsoleExportService::appendLine(out, entry);
   out.push_back('\n');
 }
 
-ConsoleEntryPrinter::ConsoleEntryPrinter(std::ostream& out, Format format, std::size_t backlogLimit)
-    : out_(out), format_(format), backlogLimit_(backlogLimit), thread_([this] { run(); }) {}
-
-ConsoleEntryPrinter::~ConsoleEntryPrinter() { finish(); }
-
-void ConsoleEntryPrinter::push(std::vector<SimulatorLogEntry> batch) {
-  if (batch.empty()) return;
-  {
-    std::lock_guard guard(lock_);
-    const bool behind = printing_ || !queue_.empty();
-    const std::size_t size = batch.size();
-    for (auto& entry : batch) queue_.push_back(std::move(entry));
-    const std::size_t keep = std::max(backlogLimit_, size);
-    if (behind && queue_.size() > keep) {
-      const std::size_t excess = queue_.size() - keep;
-      queue_.erase(queue_.begin(), queue_.begin() + static_cast<std::ptrdiff_t>(excess));
-      dropped_ += excess;
-    }
+void appendEntryLine(std::string& out, const SimulatorLogEntryView& entry, ConsoleEntryFormat format) {
+  if (format.kind == ConsoleEntryFormat::Kind::json) {
+    appendEntryJsonLine(out, entry, format.includeRaw);
+  } else {
+    appendEntryTextLine(out, entry);
   }
-  wake_.notify_one();
 }
 
-void ConsoleEntryPrinter::finish() {
-  {
-    std::lock_guard guard(lock_);
-    finishing_ = true;
+void ConsoleEntryPrinter::reserveFor(std::size_t lines, std::size_t bytes) {
+  if (!hasBlock_) {
+    block_ = writer_.takeBlock();
+    hasBlock_ = true;
   }
-  wake_.notify_one();
-  if (thread_.joinable()) thread_.join();
+  // An entry's line is at most about its log line's length and the id, time and keys added.
+  const std::size_t wanted = block_.text().size() + bytes + lines * 128;
+  block_.text().reserve(std::min(wanted, blockBytes + blockBytes / 4));
 }
 
-std::size_t ConsoleEntryPrinter::droppedCount() const {
-  std::lock_guard guard(lock_);
-  return dropped_;
+void ConsoleEntryPrinter::print(const SimulatorLogEntryView& entry) {
+  if (!hasBlock_) {
+    block_ = writer_.takeBlock();
+    hasBlock_ = true;
+  }
+  appendEntryLine(block_.text(), entry, format_);
+  block_.endRecord();
+  if (block_.text().size() >= blockBytes) flush();
 }
 
-void ConsoleEntryPrinter::run() {
-  constexpr std::size_t chunk = 1024;  // entries formatted per write: what a stalled write holds back
-  std::vector<SimulatorLogEntry> taken;
-  std::string text;
-  for (;;) {
-    {
-      std::unique_lock guard(lock_);
-      printing_ = false;
-      wake_.wait(guard, [this] { return !queue_.empty() || finishing_; });
-      if (queue_.empty()) return;
-      const std::size_t count = std::min(chunk, queue_.size());
-      taken.assign(std::make_move_iterator(queue_.begin()),
-                   std::make_move_iterator(queue_.begin() + static_cast<std::ptrdiff_t>(count)));
-      queue_.erase(queue_.begin(), queue_.begin() + static_cast<std::ptrdiff_t>(count));
-      printing_ = true;
-    }
-    text.clear();
-    for (const auto& entry : taken) format_(text, entry);
-    taken.clear();
-    out_.write(text.data(), static_cast<std::streamsize>(text.size()));
-    out_.flush();
-  }
+void ConsoleEntryPrinter::flush() {
+  if (!hasBlock_) return;
+  hasBlock_ = false;
+  writer_.submit(std::move(block_));
+  block_ = OutputBlock();
 }
 
 }  // namespace orvanta

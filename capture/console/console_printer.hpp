@@ -1,60 +1,54 @@
-// Prints delivered log entries on a thread of its own, so that the thread that receives them never
-// waits for whoever reads the output. When that reader falls behind, the unprinted backlog is cut from
-// the front to the newest entries (the console's retention limit, or the newest batch when that is
-// larger), and the entries cut are counted: memory stays bounded however slowly the output is read.
+// How the log command prints entries: one line each, as NDJSON objects or as the export's text lines,
+// formatted into the large blocks an OutputWriter writes.
 #pragma once
 
-#include <condition_variable>
 #include <cstddef>
-#include <deque>
-#include <functional>
-#include <mutex>
-#include <ostream>
 #include <string>
-#include <thread>
 #include <vector>
 
-#include "capture/console/console_logs.hpp"
 #include "capture/console/simulator_log_entry.hpp"
+#include "support/output_writer.hpp"
 
 namespace orvanta {
 
-// One NDJSON object: {"id", "timestamp"?, "level"?, "processID"?, "processImagePath"?, "subsystem"?,
-// "category"?, "message", "raw"} and a newline; the timestamp in the log's own text form.
-void appendEntryJsonLine(std::string& out, const SimulatorLogEntry& entry);
-// The export line and a newline.
-void appendEntryTextLine(std::string& out, const SimulatorLogEntry& entry);
+struct ConsoleEntryFormat {
+  enum class Kind { text, json };
+  Kind kind = Kind::text;
+  bool includeRaw = false;  // json: the "raw" member (the log's own line, escaped once more)
+};
 
+// One NDJSON object and a newline: {"id", "timestamp"?, "level"?, "processID"?, "processImagePath"?,
+// "subsystem"?, "category"?, "message", "raw"?}; the timestamp in RFC 3339 with the log's offset and its
+// microseconds. Formatted into space reserved once per entry.
+void appendEntryJsonLine(std::string& out, const SimulatorLogEntryView& entry, bool includeRaw);
+// The export line (ConsoleExportService::appendLine) and a newline.
+void appendEntryTextLine(std::string& out, const SimulatorLogEntryView& entry);
+void appendEntryLine(std::string& out, const SimulatorLogEntryView& entry, ConsoleEntryFormat format);
+
+// Formats entries into blocks of about blockBytes and hands them to an OutputWriter. Not thread-safe:
+// one producer thread.
 class ConsoleEntryPrinter {
  public:
-  using Format = void (*)(std::string& out, const SimulatorLogEntry& entry);
+  static constexpr std::size_t blockBytes = 1u << 20;
 
-  // Writes to `out` (which only the printer's thread touches until finish()).
-  ConsoleEntryPrinter(std::ostream& out, Format format, std::size_t backlogLimit = consoleRetainedEntryLimit);
-  ~ConsoleEntryPrinter();
+  ConsoleEntryPrinter(OutputWriter& writer, ConsoleEntryFormat format) : writer_(writer), format_(format) {}
+  ~ConsoleEntryPrinter() { flush(); }
   ConsoleEntryPrinter(const ConsoleEntryPrinter&) = delete;
   ConsoleEntryPrinter& operator=(const ConsoleEntryPrinter&) = delete;
 
-  // Queues a batch. Never waits for the output.
-  void push(std::vector<SimulatorLogEntry> batch);
-  // Prints what is queued, then ends the thread. Waits for the output.
-  void finish();
-  // How many entries were cut from the backlog.
-  [[nodiscard]] std::size_t droppedCount() const;
+  // Makes room in the block for about `lines` entries from `bytes` bytes of log lines, so that it grows
+  // once rather than step by step (never beyond a full block and a quarter).
+  void reserveFor(std::size_t lines, std::size_t bytes);
+  // Adds the entry's line; hands the block over once it is full (which may wait, see OutputWriter).
+  void print(const SimulatorLogEntryView& entry);
+  // Hands over what is formatted so far.
+  void flush();
 
  private:
-  void run();
-
-  std::ostream& out_;
-  Format format_;
-  std::size_t backlogLimit_;
-  mutable std::mutex lock_;
-  std::condition_variable wake_;
-  std::deque<SimulatorLogEntry> queue_;
-  bool printing_ = false;
-  bool finishing_ = false;
-  std::size_t dropped_ = 0;
-  std::thread thread_;
+  OutputWriter& writer_;
+  ConsoleEntryFormat format_;
+  OutputBlock block_;
+  bool hasBlock_ = false;
 };
 
 }  // namespace orvanta

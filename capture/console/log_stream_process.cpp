@@ -26,7 +26,10 @@ expected<void, std::string> LogStreamProcess::launch(const std::filesystem::path
 }
 
 void LogStreamProcess::receive(OutputStream stream, std::string_view bytes) {
-  if (stream == OutputStream::standardOutput) {
+  if (stream == OutputStream::standardOutput && onOutputLines) {
+    stdoutFramer_.appendViews(bytes, lineViews_);
+    if (!lineViews_.empty()) onOutputLines(lineViews_);
+  } else if (stream == OutputStream::standardOutput) {
     stdoutFramer_.appendEach(bytes, [this](std::string&& line) {
       if (onOutputLine) onOutputLine(std::move(line));
     });
@@ -41,7 +44,14 @@ void LogStreamProcess::watch() {
   std::optional<ProcessRunner::Result> result;
   while (!result) result = process_->waitForResult(std::chrono::hours(1));
   // The runner hands out every chunk before the result, so the framers are ours alone from here on.
-  if (auto rest = stdoutFramer_.finish(); rest && onOutputLine) onOutputLine(std::move(*rest));
+  if (onOutputLines) {
+    if (auto rest = stdoutFramer_.finishView()) {
+      lineViews_.assign(1, *rest);
+      onOutputLines(lineViews_);
+    }
+  } else if (auto rest = stdoutFramer_.finish(); rest && onOutputLine) {
+    onOutputLine(std::move(*rest));
+  }
   if (auto rest = stderrFramer_.finish(); rest && onErrorLine) onErrorLine(std::move(*rest));
   bool intentional = false;
   {

@@ -7,7 +7,9 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <span>
 #include <string>
+#include <string_view>
 #include <thread>
 #include <vector>
 
@@ -30,13 +32,17 @@ struct LogStreamTerminationReason {
 };
 
 // What the stream service drives; a fake stands in for it in tests. The callbacks are set before
-// launch() and called on threads of the implementation's own: the line callbacks once per line, in
-// order, and onTermination exactly once, after the last line.
+// launch() and called on threads of the implementation's own, one at a time: the line callbacks once per
+// line, in order, and onTermination exactly once, after the last line.
 class LogStreamProcessProtocol {
  public:
   virtual ~LogStreamProcessProtocol() = default;
 
   std::function<void(std::string line)> onOutputLine;
+  // When set, standard output comes here instead of to onOutputLine: the lines completed by each read,
+  // in order, as views that stay valid during the call and are each followed by at least
+  // LineFramer::lineSpareCapacity readable bytes (so that a parser can read them in place).
+  std::function<void(std::span<const std::string_view> lines)> onOutputLines;
   std::function<void(std::string line)> onErrorLine;
   std::function<void(LogStreamTerminationReason reason)> onTermination;
 
@@ -71,6 +77,7 @@ class LogStreamProcess final : public LogStreamProcessProtocol {
   std::unique_ptr<LongRunningChild> process_;
   LineFramer stdoutFramer_;  // reading thread, then the watcher once the child has ended
   LineFramer stderrFramer_;
+  std::vector<std::string_view> lineViews_;  // with stdoutFramer_
   std::mutex stateLock_;
   bool isStoppingIntentionally_ = false;
   bool didStart_ = false;

@@ -66,12 +66,27 @@ std::optional<SimulatorLogLevel> simulatorLogLevelFromMessageType(std::string_vi
 // ---------------------------------------------------------------------------------------------------
 // Ids
 
+char* SimulatorLogEntryID::writeText(char* out) const noexcept {
+  static constexpr char hex[] = "0123456789ABCDEF";
+  auto digits = [&out](std::uint64_t bits, int count) {
+    for (int shift = (count - 1) * 4; shift >= 0; shift -= 4) *out++ = hex[(bits >> shift) & 0xF];
+  };
+  digits(high >> 32, 8);
+  *out++ = '-';
+  digits(high >> 16, 4);
+  *out++ = '-';
+  digits(high, 4);
+  *out++ = '-';
+  digits(low >> 48, 4);
+  *out++ = '-';
+  digits(low, 12);
+  return out;
+}
+
 std::string SimulatorLogEntryID::text() const {
-  char buffer[37];
-  std::snprintf(buffer, sizeof buffer, "%08X-%04X-%04X-%04X-%012llX", static_cast<unsigned>(high >> 32),
-                static_cast<unsigned>((high >> 16) & 0xFFFF), static_cast<unsigned>(high & 0xFFFF),
-                static_cast<unsigned>(low >> 48), static_cast<unsigned long long>(low & 0xFFFFFFFFFFFFull));
-  return buffer;
+  std::string text(textLength, '\0');
+  writeText(text.data());
+  return text;
 }
 
 SimulatorLogEntryIDGenerator::SimulatorLogEntryIDGenerator() {
@@ -146,16 +161,114 @@ std::string SimulatorLogTimestamp::text() const {
   return buffer;
 }
 
+namespace {
+
+// Two decimal digits of `value` (0 to 99).
+char* twoDigits(char* out, unsigned value) noexcept {
+  *out++ = static_cast<char>('0' + value / 10);
+  *out++ = static_cast<char>('0' + value % 10);
+  return out;
+}
+
+}  // namespace
+
+char* SimulatorLogTimestamp::writeRfc3339(char* out) const noexcept {
+  using namespace std::chrono;
+  const std::int64_t micros = (time + minutes(utcOffsetMinutes)).time_since_epoch().count();
+  std::int64_t dayNumber = micros / 86'400'000'000;
+  std::int64_t ofDay = micros % 86'400'000'000;
+  if (ofDay < 0) {
+    ofDay += 86'400'000'000;
+    --dayNumber;
+  }
+  // Days to the civil date (proleptic Gregorian), by eras of 400 years.
+  const std::int64_t shifted = dayNumber + 719468;
+  const std::int64_t era = (shifted >= 0 ? shifted : shifted - 146096) / 146097;
+  const auto dayOfEra = static_cast<unsigned>(shifted - era * 146097);
+  const unsigned yearOfEra = (dayOfEra - dayOfEra / 1460 + dayOfEra / 36524 - dayOfEra / 146096) / 365;
+  const unsigned dayOfYear = dayOfEra - (365 * yearOfEra + yearOfEra / 4 - yearOfEra / 100);
+  const unsigned monthIndex = (5 * dayOfYear + 2) / 153;
+  const unsigned day = dayOfYear - (153 * monthIndex + 2) / 5 + 1;
+  const unsigned month = monthIndex < 10 ? monthIndex + 3 : monthIndex - 9;
+  const std::int64_t year = static_cast<std::int64_t>(yearOfEra) + era * 400 + (month <= 2 ? 1 : 0);
+  const auto shownYear = static_cast<unsigned>(((year % 10000) + 10000) % 10000);
+
+  out = twoDigits(out, shownYear / 100);
+  out = twoDigits(out, shownYear % 100);
+  *out++ = '-';
+  out = twoDigits(out, month);
+  *out++ = '-';
+  out = twoDigits(out, day);
+  *out++ = 'T';
+  const auto seconds = static_cast<unsigned>(ofDay / 1'000'000);
+  auto fraction = static_cast<unsigned>(ofDay % 1'000'000);
+  out = twoDigits(out, seconds / 3600);
+  *out++ = ':';
+  out = twoDigits(out, seconds / 60 % 60);
+  *out++ = ':';
+  out = twoDigits(out, seconds % 60);
+  *out++ = '.';
+  for (int i = 5; i >= 0; --i) {
+    out[i] = static_cast<char>('0' + fraction % 10);
+    fraction /= 10;
+  }
+  out += 6;
+  const unsigned offset = static_cast<unsigned>(utcOffsetMinutes < 0 ? -utcOffsetMinutes : utcOffsetMinutes);
+  *out++ = utcOffsetMinutes < 0 ? '-' : '+';
+  out = twoDigits(out, offset / 60 % 100);
+  *out++ = ':';
+  out = twoDigits(out, offset % 60);
+  return out;
+}
+
+std::string SimulatorLogTimestamp::rfc3339() const {
+  std::string text(rfc3339Length, '\0');
+  writeRfc3339(text.data());
+  return text;
+}
+
 // ---------------------------------------------------------------------------------------------------
 // Entries
 
-std::string_view SimulatorLogEntry::processName() const noexcept {
-  if (!processImagePath) return {};
-  std::string_view path = *processImagePath;
+std::string_view processNameOf(std::string_view path) noexcept {
   while (path.size() > 1 && path.back() == '/') path.remove_suffix(1);
   const auto slash = path.rfind('/');
   if (slash == std::string_view::npos || path.size() == 1) return path;
   return path.substr(slash + 1);
+}
+
+std::string_view SimulatorLogEntry::processName() const noexcept {
+  return processImagePath ? processNameOf(*processImagePath) : std::string_view();
+}
+
+SimulatorLogEntryView SimulatorLogEntry::view() const {
+  auto text = [](const std::optional<std::string>& value) -> std::optional<std::string_view> {
+    if (!value) return std::nullopt;
+    return std::string_view(*value);
+  };
+  return {id, timestamp, level, processID, text(processImagePath), text(subsystem), text(category), message, raw};
+}
+
+SimulatorLogEntry SimulatorLogEntry::copyOf(const SimulatorLogEntryView& view) {
+  auto text = [](const std::optional<std::string_view>& value) -> std::optional<std::string> {
+    if (!value) return std::nullopt;
+    return std::string(*value);
+  };
+  return {view.id,
+          view.timestamp,
+          view.level,
+          view.processID,
+          text(view.processImagePath),
+          text(view.subsystem),
+          text(view.category),
+          std::string(view.message),
+          std::string(view.raw)};
+}
+
+std::size_t SimulatorLogEntry::footprint() const noexcept {
+  auto text = [](const std::optional<std::string>& value) { return value ? value->capacity() : 0; };
+  return sizeof(SimulatorLogEntry) + raw.capacity() + message.capacity() + text(processImagePath) + text(subsystem) +
+         text(category);
 }
 
 // ---------------------------------------------------------------------------------------------------
@@ -188,6 +301,50 @@ std::optional<std::string> LineFramer::finish() {
   return line;
 }
 
+static_assert(LineFramer::lineSpareCapacity >= simdjson::SIMDJSON_PADDING);
+
+std::string_view LineFramer::viewOf(std::string_view bytes, bool truncated, bool followed) {
+  if (followed && !truncated && simdjson::validate_utf8(bytes.data(), bytes.size())) return bytes;
+  held_.push_back(decode(bytes, truncated));
+  return held_.back();
+}
+
+void LineFramer::appendViews(std::string_view bytes, std::vector<std::string_view>& lines) {
+  lines.clear();
+  held_.clear();
+  const char* const end = bytes.data() + bytes.size();
+  std::size_t start = 0;
+  while (start < bytes.size()) {
+    const std::size_t newline = bytes.find('\n', start);
+    if (newline == std::string_view::npos) break;
+    const std::string_view piece = bytes.substr(start, newline - start);
+    if (pendingBytes_.empty()) {
+      // A line near the end of the chunk is copied: the parser reads a little past a line's end.
+      const bool followed = static_cast<std::size_t>(end - (piece.data() + piece.size())) >= lineSpareCapacity;
+      lines.push_back(viewOf(piece, false, followed));
+    } else {
+      pendingBytes_.append(piece);
+      lines.push_back(viewOf(pendingBytes_, false, false));
+      pendingBytes_.clear();
+    }
+    start = newline + 1;
+  }
+  if (start < bytes.size()) pendingBytes_.append(bytes.substr(start));
+  if (pendingBytes_.size() > maximumLineBytes) {
+    lines.push_back(viewOf(std::string_view(pendingBytes_).substr(0, maximumLineBytes), true, false));
+    pendingBytes_.clear();
+    pendingBytes_.shrink_to_fit();
+  }
+}
+
+std::optional<std::string_view> LineFramer::finishView() {
+  held_.clear();
+  auto rest = finish();
+  if (!rest) return std::nullopt;
+  held_.push_back(std::move(*rest));
+  return std::string_view(held_.back());
+}
+
 // ---------------------------------------------------------------------------------------------------
 // SimulatorLogEntryParser
 
@@ -201,12 +358,13 @@ SimulatorLogEntryParser::~SimulatorLogEntryParser() = default;
 
 namespace {
 
-// Fills `entry` from the JSON object in `line` (which has room for the parser's padding). False when the
-// line is not a non-empty JSON object.
-bool readObject(simdjson::ondemand::parser& json, const std::string& line, SimulatorLogEntry& entry) {
+// Fills `entry` from the JSON object in `line` (which is followed by the parser's padding). False when
+// the line is not a non-empty JSON object.
+bool readObject(simdjson::ondemand::parser& json, std::string_view line, SimulatorLogEntryView& entry) {
   using namespace simdjson;
   ondemand::document document;
-  if (json.iterate(padded_string_view(line.data(), line.size(), line.capacity())).get(document) != SUCCESS) {
+  if (json.iterate(padded_string_view(line.data(), line.size(), line.size() + SIMDJSON_PADDING)).get(document) !=
+      SUCCESS) {
     return false;
   }
   ondemand::object object;
@@ -229,7 +387,7 @@ bool readObject(simdjson::ondemand::parser& json, const std::string& line, Simul
     ondemand::value value;
     if (field.value().get(value) != SUCCESS) return false;
     if (key == "eventMessage") {
-      if (auto view = string(value)) entry.message.assign(*view);
+      if (auto view = string(value)) entry.message = *view;
     } else if (key == "messageType") {
       if (auto view = string(value)) entry.level = simulatorLogLevelFromMessageType(*view);
     } else if (key == "timestamp") {
@@ -241,11 +399,11 @@ bool readObject(simdjson::ondemand::parser& json, const std::string& line, Simul
         entry.processID = static_cast<std::int32_t>(number);
       }
     } else if (key == "processImagePath") {
-      if (auto view = string(value)) entry.processImagePath.emplace(*view);
+      if (auto view = string(value)) entry.processImagePath = *view;
     } else if (key == "subsystem") {
-      if (auto view = string(value)) entry.subsystem.emplace(*view);
+      if (auto view = string(value)) entry.subsystem = *view;
     } else if (key == "category") {
-      if (auto view = string(value)) entry.category.emplace(*view);
+      if (auto view = string(value)) entry.category = *view;
     }
     if (damaged) return false;
   }
@@ -257,6 +415,22 @@ bool readObject(simdjson::ondemand::parser& json, const std::string& line, Simul
 
 }  // namespace
 
+std::optional<SimulatorLogEntryView> SimulatorLogEntryParser::parseView(std::string_view line) {
+  line = trimWhitespace(line);
+  if (line.empty()) return std::nullopt;
+  SimulatorLogEntryView entry;
+  entry.id = state_->ids.next();
+  if (line.front() == '{' && readObject(state_->json, line, entry)) {
+    entry.raw = line;
+    return entry;
+  }
+  SimulatorLogEntryView plain;
+  plain.id = entry.id;
+  plain.message = line;
+  plain.raw = line;
+  return plain;
+}
+
 std::optional<SimulatorLogEntry> SimulatorLogEntryParser::parse(std::string line) {
   const std::string_view trimmed = trimWhitespace(line);
   if (trimmed.empty()) return std::nullopt;
@@ -265,20 +439,23 @@ std::optional<SimulatorLogEntry> SimulatorLogEntryParser::parse(std::string line
     line.resize(first + trimmed.size());
     line.erase(0, first);
   }
-  if (line.capacity() < line.size() + simdjson::SIMDJSON_PADDING)
-    line.reserve(line.size() + simdjson::SIMDJSON_PADDING);
-
-  SimulatorLogEntry entry;
-  entry.id = state_->ids.next();
-  if (line.front() == '{' && readObject(state_->json, line, entry)) {
-    entry.raw = std::move(line);
-    return entry;
-  }
-  SimulatorLogEntry plain;
-  plain.id = entry.id;
-  plain.message = line;
-  plain.raw = std::move(line);
-  return plain;
+  if (line.capacity() < line.size() + simdjson::SIMDJSON_PADDING) line.reserve(line.size() + simdjson::SIMDJSON_PADDING);
+  auto view = parseView(line);
+  auto text = [](const std::optional<std::string_view>& value) -> std::optional<std::string> {
+    if (!value) return std::nullopt;
+    return std::string(*value);
+  };
+  SimulatorLogEntry entry{view->id,
+                          view->timestamp,
+                          view->level,
+                          view->processID,
+                          text(view->processImagePath),
+                          text(view->subsystem),
+                          text(view->category),
+                          std::string(view->message),
+                          {}};
+  entry.raw = std::move(line);
+  return entry;
 }
 
 }  // namespace orvanta

@@ -12,6 +12,7 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <deque>
 #include <memory>
 #include <optional>
 #include <string>
@@ -40,8 +41,11 @@ inline constexpr std::array<SimulatorLogLevel, 5> allSimulatorLogLevels = {
 struct SimulatorLogEntryID {
   std::uint64_t high = 0;
   std::uint64_t low = 0;
+  static constexpr std::size_t textLength = 36;
   // Upper-case hyphenated text.
   [[nodiscard]] std::string text() const;
+  // The same text at `out` (textLength bytes); returns its end.
+  char* writeText(char* out) const noexcept;
   bool operator==(const SimulatorLogEntryID&) const = default;
 };
 
@@ -68,7 +72,34 @@ struct SimulatorLogTimestamp {
   [[nodiscard]] static std::optional<SimulatorLogTimestamp> parse(std::string_view text) noexcept;
   // The same text form back.
   [[nodiscard]] std::string text() const;
+  static constexpr std::size_t rfc3339Length = 32;
+  // RFC 3339 with the microseconds and the offset the log wrote: "2024-01-15T10:23:45.123456-08:00". At
+  // `out` (rfc3339Length bytes); returns its end. Years outside 0 to 9999 are written modulo 10000.
+  char* writeRfc3339(char* out) const noexcept;
+  [[nodiscard]] std::string rfc3339() const;
   bool operator==(const SimulatorLogTimestamp&) const = default;
+};
+
+// The last path component of an image path ("/a/MyApp.app/MyApp" -> "MyApp"), trailing slashes ignored;
+// empty for an empty path.
+[[nodiscard]] std::string_view processNameOf(std::string_view imagePath) noexcept;
+
+// An entry whose texts are views into storage of someone else's: what the parser hands out before
+// anything is copied, and how filters and formatters read entries of either kind.
+struct SimulatorLogEntryView {
+  SimulatorLogEntryID id;
+  std::optional<SimulatorLogTimestamp> timestamp;
+  std::optional<SimulatorLogLevel> level;
+  std::optional<std::int32_t> processID;
+  std::optional<std::string_view> processImagePath;
+  std::optional<std::string_view> subsystem;
+  std::optional<std::string_view> category;
+  std::string_view message;
+  std::string_view raw;
+
+  [[nodiscard]] std::string_view processName() const noexcept {
+    return processImagePath ? processNameOf(*processImagePath) : std::string_view();
+  }
 };
 
 struct SimulatorLogEntry {
@@ -87,6 +118,13 @@ struct SimulatorLogEntry {
   bool operator==(const SimulatorLogEntry&) const = default;
   // The last path component of processImagePath; empty when there is none.
   [[nodiscard]] std::string_view processName() const noexcept;
+
+  // Views of this entry's texts, valid while it lives unchanged.
+  [[nodiscard]] SimulatorLogEntryView view() const;
+  // An entry holding copies of the view's texts.
+  [[nodiscard]] static SimulatorLogEntry copyOf(const SimulatorLogEntryView& view);
+  // About how many bytes the entry takes in memory: its own size and its texts' capacities.
+  [[nodiscard]] std::size_t footprint() const noexcept;
 };
 
 // Cuts a stream of bytes into lines at each line feed, decoding them as UTF-8 (ill-formed bytes become
@@ -110,12 +148,25 @@ class LineFramer {
   // The decoded remainder after the last line feed, if any; empties the framer.
   [[nodiscard]] std::optional<std::string> finish();
 
+  // The lines completed by `bytes`, as views replacing the previous call's in `lines`: the same lines as
+  // append() gives, without a copy of each. Each view is followed by at least lineSpareCapacity readable
+  // bytes, and stays valid until the next call on this framer.
+  void appendViews(std::string_view bytes, std::vector<std::string_view>& lines);
+  // finish() as a view, under the same terms; nullopt when nothing is held.
+  [[nodiscard]] std::optional<std::string_view> finishView();
+
   [[nodiscard]] std::size_t pendingByteCount() const noexcept { return pendingBytes_.size(); }
 
  private:
   static std::string decode(std::string_view bytes, bool truncated = false);
+  // `bytes` as a view with spare capacity behind it: itself when valid UTF-8 and already so followed,
+  // else a decoded copy kept until the next call.
+  std::string_view viewOf(std::string_view bytes, bool truncated, bool followed);
 
   std::string pendingBytes_;
+  // appendViews(): the chunk with room behind it, lines assembled across chunks or repaired.
+  std::string chunk_;
+  std::deque<std::string> held_;
 };
 
 template <typename OnLine>
@@ -159,6 +210,10 @@ class SimulatorLogEntryParser {
   // needs are decoded: a damaged value under another key goes unnoticed, while a damaged structure, a bad
   // string among the needed keys or bytes after the object make a plain entry.
   [[nodiscard]] std::optional<SimulatorLogEntry> parse(std::string line);
+  // The same entry as views, without copying anything: into `line` (for raw, and a plain entry's message)
+  // and into the parser's own storage (the decoded JSON strings), valid until the next call. `line` must
+  // be followed by at least LineFramer::lineSpareCapacity readable bytes (as the framer's views are).
+  [[nodiscard]] std::optional<SimulatorLogEntryView> parseView(std::string_view line);
 
  private:
   struct State;

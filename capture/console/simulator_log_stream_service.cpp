@@ -10,9 +10,7 @@ namespace orvanta {
 // PendingLogBuffer
 
 std::size_t PendingLogBuffer::footprint(const SimulatorLogEntry& entry) noexcept {
-  auto text = [](const std::optional<std::string>& value) { return value ? value->capacity() : 0; };
-  return sizeof(std::pair<std::int64_t, SimulatorLogEntry>) + entry.raw.capacity() + entry.message.capacity() +
-         text(entry.processImagePath) + text(entry.subsystem) + text(entry.category);
+  return sizeof(std::int64_t) + entry.footprint();
 }
 
 void PendingLogBuffer::append(SimulatorLogEntry entry, std::int64_t generation) {
@@ -137,13 +135,19 @@ std::vector<std::string> SimulatorLogStreamService::arguments(const std::string&
   return {"simctl", "spawn", udid, "log", "stream", "--style", "ndjson", "--level", "debug"};
 }
 
-expected<void, ConsoleError> SimulatorLogStreamService::start(const std::string& udid) {
-  auto& state = *state_;
-  if (state.process) return unexpected(ConsoleError::of(ConsoleError::Case::streamAlreadyRunning));
+expected<std::vector<std::string>, ConsoleError> SimulatorLogStreamService::checkedArguments(const std::string& udid) {
   if (udid.empty() || udid.find_first_of(std::string_view(" \t\r\n\0", 5)) != std::string::npos ||
       udid.front() == '-') {
     return unexpected(ConsoleError::of(ConsoleError::Case::malformedConfiguration));
   }
+  return arguments(udid);
+}
+
+expected<void, ConsoleError> SimulatorLogStreamService::start(const std::string& udid) {
+  auto& state = *state_;
+  if (state.process) return unexpected(ConsoleError::of(ConsoleError::Case::streamAlreadyRunning));
+  auto checked = checkedArguments(udid);
+  if (!checked) return unexpected(checked.error());
   state.advanceGeneration();
   const std::int64_t generation = state.generation;
 
@@ -159,7 +163,7 @@ expected<void, ConsoleError> SimulatorLogStreamService::start(const std::string&
       if (auto alive = weak.lock()) alive->terminated(generation, reason);
     });
   };
-  if (auto launched = process->launch(state.xcrun, arguments(udid)); !launched) {
+  if (auto launched = process->launch(state.xcrun, *checked); !launched) {
     return unexpected(ConsoleError::processLaunchFailed(launched.error()));
   }
   state.process = std::move(process);

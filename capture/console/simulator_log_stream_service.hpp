@@ -90,6 +90,8 @@ class SimulatorLogStreamService {
 
   // The arguments after xcrun: simctl spawn <udid> log stream --style ndjson --level debug.
   [[nodiscard]] static std::vector<std::string> arguments(const std::string& udid);
+  // The same, or malformedConfiguration when `udid` cannot be one (empty, white space, a leading dash).
+  [[nodiscard]] static expected<std::vector<std::string>, ConsoleError> checkedArguments(const std::string& udid);
 
   // Starts streaming the device's log. Fails with streamAlreadyRunning (the running stream is left
   // alone), malformedConfiguration (no usable udid) or processLaunchFailed.

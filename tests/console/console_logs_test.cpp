@@ -4,7 +4,10 @@
 #include <time.h>
 
 #include <algorithm>
+#include <unistd.h>
+
 #include <condition_variable>
+#include <filesystem>
 #include <fstream>
 #include <mutex>
 #include <nlohmann/json.hpp>
@@ -49,6 +52,22 @@ TEST(ConsoleExportService, AFailedWriteIsExportFailedWithTheSystemsReason) {
   ASSERT_FALSE(failed.has_value());
   EXPECT_EQ(failed.error().description(), "Export failed.");
   EXPECT_FALSE(failed.error().message.empty());
+}
+
+TEST(ConsoleExportService, ChecksTheDestinationBeforehandAndLeavesNothingBehind) {
+  const auto folder = std::filesystem::temp_directory_path() / ("orvanta-export-check-" + std::to_string(::getpid()));
+  std::filesystem::create_directories(folder);
+  const ConsoleExportService exporter;
+  EXPECT_TRUE(exporter.checkDestination(folder / "console.txt").has_value());
+  EXPECT_TRUE(std::filesystem::is_empty(folder));
+  for (const auto& bad : {std::filesystem::path("/proc/x/y.log"), folder, folder / "missing" / "console.txt"}) {
+    SCOPED_TRACE(bad.string());
+    auto checked = exporter.checkDestination(bad);
+    ASSERT_FALSE(checked.has_value());
+    EXPECT_EQ(checked.error().kind, ConsoleError::Case::exportFailed);
+    EXPECT_NE(checked.error().message.find(bad.string()), std::string::npos) << checked.error().message;
+  }
+  std::filesystem::remove_all(folder);
 }
 
 TEST(ConsoleLogFilter, AppliesLevelsSearchAndAppFolder) {
@@ -104,78 +123,90 @@ TEST(ConsoleLogsViewModel, KeepsTheNewest4000InEachList) {
   EXPECT_EQ(model.retainedAppEntries().back().message, "4000");
   model.searchText = "4000";
   ASSERT_EQ(model.shownEntries().size(), 1u);
-
-  std::deque<int> list{1, 2};
-  EXPECT_EQ(appendRetaining(list, std::vector<int>{3, 4, 5, 6}, 3), 3u);
-  EXPECT_EQ(list, (std::deque<int>{4, 5, 6}));
 }
 
-// An output whose reader can be held still, as a terminal scrolled back or a pipe nobody reads.
-class StallingBuffer : public std::streambuf {
- public:
-  void release() {
-    std::lock_guard guard(lock_);
-    released_ = true;
-    wake_.notify_all();
-  }
-  std::size_t lines() {
-    std::lock_guard guard(lock_);
-    return lines_;
-  }
-
- protected:
-  std::streamsize xsputn(const char* data, std::streamsize size) override {
-    std::unique_lock guard(lock_);
-    wake_.wait(guard, [this] { return released_; });
-    lines_ += static_cast<std::size_t>(std::count(data, data + size, '\n'));
-    return size;
-  }
-  int overflow(int c) override { return c; }
-
- private:
-  std::mutex lock_;
-  std::condition_variable wake_;
-  bool released_ = false;
-  std::size_t lines_ = 0;
-};
-
-TEST(ConsoleEntryPrinter, DropsTheOldestUnprintedWhenTheReaderStalls) {
-  StallingBuffer buffer;
-  std::ostream out(&buffer);
-  ConsoleEntryPrinter printer(out, appendEntryJsonLine, 100);
-  auto batch = [](std::size_t count) {
-    std::vector<SimulatorLogEntry> entries(count, entryWith("m"));
-    return entries;
+TEST(RetainedLogEntries, KeepsTheNewestWithinTheCountAndTheBytes) {
+  const std::size_t each = entryWith(std::string(1000, 'm')).footprint();
+  struct Row {
+    const char* name;
+    std::size_t entryLimit;
+    std::size_t byteLimit;
+    std::vector<std::size_t> batches;
+    std::size_t kept;
+    std::size_t dropped;
   };
-  printer.push(batch(50));  // taken by the printer, which stalls writing it
-  std::this_thread::sleep_for(std::chrono::milliseconds(50));
-  for (int i = 0; i < 5; ++i) printer.push(batch(60));  // 300 queued behind a stalled write
-  EXPECT_EQ(printer.droppedCount(), 200u);
-  buffer.release();
-  printer.finish();
-  EXPECT_EQ(buffer.lines(), 150u);  // the first batch and the newest 100
-
-  std::ostringstream text;
-  ConsoleEntryPrinter fast(text, appendEntryJsonLine, 10);
-  fast.push(batch(500));  // a single large batch is never cut
-  fast.finish();
-  EXPECT_EQ(fast.droppedCount(), 0u);
-  const std::string printed = text.str();
-  EXPECT_EQ(std::count(printed.begin(), printed.end(), '\n'), 500);
+  const std::vector<Row> rows = {
+      {"count cap within one batch", 3, 100 * each, {6}, 3, 3},
+      {"count cap across batches", 3, 100 * each, {2, 2, 2}, 3, 3},
+      {"byte cap within one batch", 100, 4 * each, {10}, 4, 6},
+      {"byte cap across batches", 100, 4 * each, {3, 3}, 4, 2},
+      {"the newest stays when it alone is too large", 100, each / 2, {2}, 1, 1},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
+    RetainedLogEntries retained(row.entryLimit, row.byteLimit);
+    std::size_t dropped = 0;
+    int next = 0;
+    for (std::size_t size : row.batches) {
+      std::vector<SimulatorLogEntry> batch;
+      for (std::size_t i = 0; i < size; ++i) batch.push_back(entryWith(std::to_string(next++) + std::string(996, 'm')));
+      dropped += retained.append(std::move(batch));
+    }
+    ASSERT_EQ(retained.entries().size(), row.kept);
+    EXPECT_EQ(dropped, row.dropped);
+    EXPECT_EQ(retained.entries().back().message.substr(0, std::to_string(next - 1).size()), std::to_string(next - 1));
+    std::size_t bytes = 0;
+    for (const auto& entry : retained.entries()) bytes += entry.footprint();
+    EXPECT_EQ(retained.bytes(), bytes);
+  }
+  // 4,000 lines of a megabyte each would be 8 GB with their raw text: the console keeps 64 MiB of them.
+  RetainedLogEntries console;
+  for (int i = 0; i < 80; ++i) console.append({entryWith(std::string(1 << 20, 'x'))});
+  EXPECT_LE(console.bytes(), consoleRetainedByteLimit);
+  EXPECT_EQ(console.entries().size(), 31u);
 }
 
-TEST(ConsoleEntryPrinter, WritesOneJsonObjectPerEntry) {
+TEST(ConsoleEntryPrinter, WritesOneJsonObjectPerEntryWithRawOnlyWhenAsked) {
   SimulatorLogEntry entry = entryWith("line\n\"two\"\x01", SimulatorLogLevel::debug, "/a/b");
-  entry.processID = 7;
+  entry.processID = -7;
+  entry.subsystem = "com.example";
+  entry.raw = R"({"eventMessage":"line\n\"two\"\u0001"})";
   entry.timestamp = SimulatorLogTimestamp::parse("2024-01-15 10:23:45.123456-0800");
-  std::string text;
-  appendEntryJsonLine(text, entry);
-  ASSERT_EQ(text.back(), '\n');
-  const auto json = nlohmann::json::parse(text);
-  EXPECT_EQ(json["timestamp"], "2024-01-15 10:23:45.123456-0800");
-  EXPECT_EQ(json["processID"], 7);
-  EXPECT_EQ(json["message"], "line\n\"two\"\x01");  // escaped by hand, read back by a JSON parser
-  EXPECT_FALSE(json.contains("subsystem"));
+  for (bool raw : {false, true}) {
+    SCOPED_TRACE(raw);
+    std::string text;
+    appendEntryJsonLine(text, entry.view(), raw);
+    ASSERT_EQ(text.back(), '\n');
+    const auto json = nlohmann::json::parse(text);
+    EXPECT_EQ(json["id"], entry.id.text());
+    EXPECT_EQ(json["timestamp"], "2024-01-15T10:23:45.123456-08:00");
+    EXPECT_EQ(json["level"], "debug");
+    EXPECT_EQ(json["processID"], -7);
+    EXPECT_EQ(json["processImagePath"], "/a/b");
+    EXPECT_EQ(json["subsystem"], "com.example");
+    EXPECT_FALSE(json.contains("category"));
+    EXPECT_EQ(json["message"], "line\n\"two\"\x01");  // escaped by hand, read back by a JSON parser
+    EXPECT_EQ(json.contains("raw"), raw);
+    if (raw) {
+      EXPECT_EQ(json["raw"], entry.raw);
+    }
+  }
+}
+
+// Entries go through the writer in blocks; the count of records is what reached the output.
+TEST(ConsoleEntryPrinter, HandsWholeLinesToTheWriter) {
+  std::ostringstream text;
+  OutputWriter writer(text, {});
+  {
+    ConsoleEntryPrinter printer(writer, {ConsoleEntryFormat::Kind::text, false});
+    const SimulatorLogEntry entry = entryWith(std::string(3000, 'x'));
+    for (int i = 0; i < 1000; ++i) printer.print(entry.view());  // three blocks' worth
+  }
+  const auto counts = writer.finish();
+  EXPECT_EQ(counts.printed, 1000u);
+  EXPECT_EQ(counts.dropped(), 0u);
+  const std::string printed = text.str();
+  EXPECT_EQ(std::count(printed.begin(), printed.end(), '\n'), 1000);
 }
 
 }  // namespace

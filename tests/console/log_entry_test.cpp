@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <memory>
 #include <set>
 #include <string>
 #include <vector>
@@ -39,6 +40,49 @@ TEST(LineFramer, CutsLinesAcrossReads) {
     EXPECT_EQ(lines, row.lines);
     EXPECT_EQ(framer.finish(), row.rest);
     EXPECT_EQ(framer.finish(), std::nullopt);
+
+    // The views give the same lines, each read from a buffer of exactly its size (so that a view that
+    // leaned on bytes past the read would show under AddressSanitizer).
+    LineFramer viewing;
+    Lines viewed;
+    std::vector<std::string_view> views;
+    for (const auto& read : row.reads) {
+      const auto exact = std::make_unique<char[]>(read.size());
+      std::copy(read.begin(), read.end(), exact.get());
+      viewing.appendViews(std::string_view(exact.get(), read.size()), views);
+      for (auto view : views) {
+        // The promised room behind each view is readable.
+        volatile char past = view.data()[view.size() + LineFramer::lineSpareCapacity - 1];
+        (void)past;
+        viewed.emplace_back(view);
+      }
+    }
+    EXPECT_EQ(viewed, row.lines);
+    const auto rest = viewing.finishView();
+    EXPECT_EQ(rest ? std::optional<std::string>(*rest) : std::nullopt, row.rest);
+  }
+}
+
+TEST(LineFramer, ViewsMatchCopiesForAnyCutOfAStream) {
+  std::string stream;
+  for (int i = 0; i < 300; ++i) {
+    stream += std::string(static_cast<std::size_t>(i % 97), 'x') + (i % 11 == 0 ? "\xC3\xA9\xFF" : "") + "\n";
+  }
+  for (std::size_t chunk : {1u, 7u, 63u, 64u, 65u, 1000u, 100000u}) {
+    SCOPED_TRACE(chunk);
+    LineFramer copying;
+    LineFramer viewing;
+    Lines copied;
+    Lines viewed;
+    std::vector<std::string_view> views;
+    for (std::size_t at = 0; at < stream.size(); at += chunk) {
+      const std::string read = stream.substr(at, chunk);
+      for (auto& line : copying.append(read)) copied.push_back(std::move(line));
+      viewing.appendViews(read, views);
+      viewed.insert(viewed.end(), views.begin(), views.end());
+    }
+    EXPECT_EQ(viewed, copied);
+    EXPECT_EQ(viewed.size(), 300u);
   }
 }
 
@@ -92,6 +136,24 @@ TEST(SimulatorLogTimestamp, ParsesTheLogsFormOnly) {
   }
 }
 
+TEST(SimulatorLogTimestamp, WritesRfc3339WithTheLogsOffsetAndMicroseconds) {
+  const std::vector<std::pair<const char*, const char*>> rows = {
+      {"2026-10-02 22:17:05.123456+0930", "2026-10-02T22:17:05.123456+09:30"},
+      {"2024-01-15 10:23:45.000001-0800", "2024-01-15T10:23:45.000001-08:00"},
+      {"2024-02-29 23:59:59.999999+0000", "2024-02-29T23:59:59.999999+00:00"},
+      {"1969-12-31 23:59:59.500000-0030", "1969-12-31T23:59:59.500000-00:30"},
+      {"1600-03-01 00:00:00.000000+1400", "1600-03-01T00:00:00.000000+14:00"},
+      {"9999-12-31 23:59:59.999999-2359", "9999-12-31T23:59:59.999999-23:59"},
+  };
+  for (const auto& [logText, rfc3339] : rows) {
+    SCOPED_TRACE(logText);
+    const auto timestamp = SimulatorLogTimestamp::parse(logText);
+    ASSERT_TRUE(timestamp);
+    EXPECT_EQ(timestamp->rfc3339(), rfc3339);
+    EXPECT_EQ(timestamp->rfc3339().size(), SimulatorLogTimestamp::rfc3339Length);
+  }
+}
+
 constexpr const char* kAppLine =
     R"({"timezoneName":"","messageType":"Debug","eventType":"logEvent","source":null,"formatString":"tap %{public}@","userID":501,"activityIdentifier":0,"subsystem":"com.example.myapp","category":"ui","threadID":4531207,"senderImageUUID":"5C3F1A2B-3D4E-4F50-8162-7384A5B6C7D8","backtrace":{"frames":[{"imageOffset":52344,"imageUUID":"5C3F1A2B-3D4E-4F50-8162-7384A5B6C7D8"}]},"bootUUID":"","processImagePath":"\/Users\/dev\/Library\/Developer\/CoreSimulator\/Devices\/3BC9A608\/data\/Containers\/Bundle\/Application\/B11C7D65\/MyApp.app\/MyApp","timestamp":"2024-01-15 10:23:45.123456-0800","machTimestamp":706567072091713,"eventMessage":"tap \"Save\" \u00e9\nsecond line","processID":41234,"parentActivityIdentifier":0})";
 
@@ -121,6 +183,22 @@ TEST(SimulatorLogEntryParser, ReadsTheFieldsOfRealShapedLines) {
   EXPECT_EQ(entry->subsystem, "");
   EXPECT_EQ(entry->category, std::nullopt);
   EXPECT_EQ(entry->message, "Loading Preferences");
+}
+
+TEST(SimulatorLogEntryParser, ViewsHoldWhatTheCopiesHold) {
+  SimulatorLogEntryParser parser;
+  for (const std::string& line : {std::string(kAppLine), std::string("  banner line \r"), std::string("{}")}) {
+    SCOPED_TRACE(line);
+    std::string padded = line;
+    padded.reserve(line.size() + LineFramer::lineSpareCapacity);
+    const auto view = parser.parseView(padded);
+    ASSERT_TRUE(view);
+    auto copy = SimulatorLogEntry::copyOf(*view);
+    auto parsed = parser.parse(line);
+    ASSERT_TRUE(parsed);
+    copy.id = parsed->id;
+    EXPECT_EQ(copy, *parsed);
+  }
 }
 
 TEST(SimulatorLogEntryParser, KeepsEveryOtherLineAsAPlainEntry) {
