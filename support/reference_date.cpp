@@ -40,6 +40,12 @@ std::string formatUtc(Clock::time_point date, UtcFormat format) {
       return fmt::format("{:04}{:02}{:02}-{:02}{:02}{:02}", year, month, dayOfMonth, hour, minute, second);
     case UtcFormat::iso8601:
       return fmt::format("{:04}-{:02}-{:02}T{:02}:{:02}:{:02}Z", year, month, dayOfMonth, hour, minute, second);
+    case UtcFormat::iso8601Milliseconds: {
+      const auto milliseconds =
+          std::chrono::floor<std::chrono::milliseconds>(date - std::chrono::floor<std::chrono::seconds>(date)).count();
+      return fmt::format("{:04}-{:02}-{:02}T{:02}:{:02}:{:02}.{:03}Z", year, month, dayOfMonth, hour, minute, second,
+                         milliseconds);
+    }
   }
   return {};
 }

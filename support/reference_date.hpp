@@ -25,9 +25,10 @@ inline constexpr std::int64_t kReferenceDateUnixSeconds = 978307200;
 enum class UtcFormat {
   compact,  // "yyyyMMdd-HHmmss", e.g. "20261121-054600" (file-name stamps)
   iso8601,  // "yyyy-MM-ddTHH:mm:ssZ", e.g. "2026-11-21T05:46:00Z"
+  iso8601Milliseconds,  // "yyyy-MM-ddTHH:mm:ss.SSSZ", e.g. "2026-11-24T08:31:13.285Z" (dates in --json)
 };
 
-// `date` in UTC in the given layout; fractions of a second are dropped (rounded down).
+// `date` in UTC in the given layout; what the layout does not show of a second is dropped (rounded down).
 [[nodiscard]] std::string formatUtc(std::chrono::system_clock::time_point date, UtcFormat format);
 
 }  // namespace orvanta
