@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdint>
@@ -91,23 +92,37 @@ expected<std::optional<std::string>, FileError> readFile(const std::filesystem::
     if (errno == ENOENT) return std::optional<std::string>();
     return unexpected(FileError::readFailed(path, errno));
   }
-  std::string content;
   struct stat info {};
-  if (::fstat(fd.get(), &info) == 0 && S_ISREG(info.st_mode) && info.st_size > 0) {
-    content.reserve(static_cast<std::size_t>(info.st_size));
-  }
+  const bool sized = ::fstat(fd.get(), &info) == 0 && S_ISREG(info.st_mode) && info.st_size > 0;
+  auto content = detail::readToEnd(fd.get(), path, UINTMAX_MAX, sized ? static_cast<std::size_t>(info.st_size) : 0);
+  if (!content) return unexpected(content.error());
+  return std::optional<std::string>(std::move(*content));
+}
+
+namespace detail {
+
+expected<std::string, FileError> readToEnd(int fd, const std::filesystem::path& path, std::uintmax_t maximumBytes,
+                                           std::size_t sizeHint) {
+  std::string content;
+  content.reserve(static_cast<std::size_t>(std::min<std::uintmax_t>(sizeHint, maximumBytes)));
   std::array<char, 16384> buffer{};
   for (;;) {
-    ssize_t count = ::read(fd.get(), buffer.data(), buffer.size());
+    ssize_t count = ::read(fd, buffer.data(), buffer.size());
     if (count == 0) break;
     if (count < 0) {
       if (errno == EINTR) continue;
       return unexpected(FileError::readFailed(path, errno));
     }
+    if (content.size() + static_cast<std::size_t>(count) > maximumBytes) {
+      return unexpected(
+          FileError{FileError::Case::readFailed, path, fmt::format("larger than {} bytes", maximumBytes), EFBIG});
+    }
     content.append(buffer.data(), static_cast<std::size_t>(count));
   }
-  return std::optional<std::string>(std::move(content));
+  return content;
 }
+
+}  // namespace detail
 
 expected<std::filesystem::path, FileError> moveAsideUnreadable(const std::filesystem::path& path,
                                                                std::chrono::system_clock::time_point now) {

@@ -7,7 +7,6 @@
 #include <array>
 #include <cerrno>
 
-#include <fmt/format.h>
 
 #include "support/atomic_file.hpp"
 #include "support/unique_fd.hpp"
@@ -133,25 +132,7 @@ expected<std::string, FileError> readRegularFile(const std::filesystem::path& pa
     if (errno == EINVAL) return unexpected(FileError{FileError::Case::readFailed, path, "not a regular file", 0});
     return unexpected(FileError::readFailed(path, errno));
   }
-  auto tooLarge = [&] {
-    return unexpected(FileError{FileError::Case::readFailed, path, fmt::format("larger than {} bytes", maximumBytes), EFBIG});
-  };
-  if (static_cast<std::uintmax_t>(info.st_size) > maximumBytes) return tooLarge();
-  std::string content;
-  content.reserve(static_cast<std::size_t>(info.st_size));
-  std::array<char, 16384> buffer{};
-  for (;;) {
-    ssize_t count = ::read(fd.get(), buffer.data(), buffer.size());
-    if (count == 0) break;
-    if (count < 0) {
-      if (errno == EINTR) continue;
-      return unexpected(FileError::readFailed(path, errno));
-    }
-    // The file may grow while it is read.
-    if (content.size() + static_cast<std::size_t>(count) > maximumBytes) return tooLarge();
-    content.append(buffer.data(), static_cast<std::size_t>(count));
-  }
-  return content;
+  return detail::readToEnd(fd.get(), path, maximumBytes, static_cast<std::size_t>(info.st_size));
 }
 
 }  // namespace orvanta

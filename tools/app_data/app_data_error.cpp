@@ -1,17 +1,9 @@
 #include "tools/app_data/app_data_error.hpp"
 
 #include "core/simulator_mutation_gate.hpp"
+#include "support/text.hpp"
 
 namespace orvanta {
-namespace {
-
-std::string appended(std::string head, const std::string& text) {
-  if (text.empty()) return head + ".";
-  return head + ": " + text;
-}
-
-}  // namespace
-
 AppDataError AppDataError::of(Case kind, std::string text) {
   AppDataError error;
   error.kind = kind;
@@ -48,21 +40,21 @@ std::string AppDataError::description() const {
     case Case::appNotInstalled: return bundle + " is not installed on the simulator.";
     case Case::containerNotFound: return "The app has no container " + name + ".";
     case Case::appNotLocated: return "Couldn't locate the app on the simulator.";
-    case Case::invalidSimulator: return appended("The simulator is not available", text);
-    case Case::simctlUnavailable: return appended("Couldn't run simctl", text);
-    case Case::simctlFailed: return appended("simctl failed (exit " + std::to_string(status) + ")", text);
+    case Case::invalidSimulator: return withReason("The simulator is not available", text);
+    case Case::simctlUnavailable: return withReason("Couldn't run simctl", text);
+    case Case::simctlFailed: return withReason("simctl failed (exit " + std::to_string(status) + ")", text);
     case Case::pathOutsideContainer: return path + " leads outside the app's container.";
     case Case::pathNotFound: return "There is no " + path + " in the app's container.";
     case Case::unsupportedFileType: return path + " is not a regular file or folder.";
     case Case::unsupportedMedia:
       return "Couldn't add " + path + ": File type unsupported. Photos, videos and contacts (vCard) can be added.";
     case Case::alreadyExists: return path + " already exists in the app's container.";
-    case Case::fileOperationFailed: return appended("Couldn't " + name + " " + path, text);
-    case Case::tooLarge: return appended(path + " is too large", text);
-    case Case::unreadableFile: return appended("Couldn't read " + path, text);
+    case Case::fileOperationFailed: return withReason("Couldn't " + name + " " + path, text);
+    case Case::tooLarge: return withReason(path + " is too large", text);
+    case Case::unreadableFile: return withReason("Couldn't read " + path, text);
     case Case::notInspectable: return path + " is not a SQLite database, property list or JSON file.";
-    case Case::queryRefused: return appended("Only a query that reads can run", text);
-    case Case::queryFailed: return appended("The query failed", text);
+    case Case::queryRefused: return withReason("Only a query that reads can run", text);
+    case Case::queryFailed: return withReason("The query failed", text);
     case Case::invalidValue: return "\"" + text + "\" is not a valid " + name + " value.";
     case Case::keyNotFound: return "The preferences have no key " + name + ".";
     case Case::changeNotConfirmed: return text;
@@ -71,7 +63,7 @@ std::string AppDataError::description() const {
     case Case::snapshotExists: return "A snapshot named " + name + " already exists for " + bundle + ".";
     case Case::snapshotNotFound:
       return "There is no snapshot named " + name + (bundle.empty() ? std::string() : " for " + bundle) + ".";
-    case Case::snapshotDamaged: return appended("The snapshot " + name + " is damaged", text);
+    case Case::snapshotDamaged: return withReason("The snapshot " + name + " is damaged", text);
     case Case::simulatorBusy: return std::string(gate_messages::dataInspector);
     case Case::cancelled: return "Cancelled.";
   }

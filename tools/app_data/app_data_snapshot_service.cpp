@@ -124,6 +124,18 @@ expected<void, std::string> replaceContents(const fs::path& container, const fs:
   return {};
 }
 
+// The folder of an existing snapshot; snapshotNotFound for names that cannot be one.
+expected<fs::path, AppDataError> existingSnapshot(const fs::path& root, const std::string& bundleIdentifier,
+                                                  const std::string& name) {
+  AppDataError notFound = AppDataError::named(Case::snapshotNotFound, name);
+  notFound.bundle = bundleIdentifier;
+  if (!isValidSnapshotName(name) || !isWellFormedBundleIdentifier(bundleIdentifier)) return unexpected(notFound);
+  const fs::path folder = root / bundleIdentifier / name;
+  std::error_code error;
+  if (!fs::is_directory(fs::symlink_status(folder, error))) return unexpected(notFound);
+  return folder;
+}
+
 }  // namespace
 
 bool isValidSnapshotName(std::string_view name) {
@@ -223,12 +235,10 @@ std::vector<AppDataSnapshot> AppDataSnapshotService::list(const std::optional<st
 
 expected<void, AppDataError> AppDataSnapshotService::remove(const std::string& bundleIdentifier,
                                                             const std::string& name) {
-  AppDataError notFound = AppDataError::named(Case::snapshotNotFound, name);
-  notFound.bundle = bundleIdentifier;
-  if (!isValidSnapshotName(name) || !isWellFormedBundleIdentifier(bundleIdentifier)) return unexpected(notFound);
-  const fs::path folder = folder_ / bundleIdentifier / name;
+  auto found = existingSnapshot(folder_, bundleIdentifier, name);
+  if (!found) return unexpected(found.error());
+  const fs::path& folder = *found;
   std::error_code error;
-  if (!fs::is_directory(fs::symlink_status(folder, error))) return unexpected(notFound);
   // Out of sight first, so that no one lists a half-removed snapshot.
   const fs::path doomed = folder_ / bundleIdentifier / (".deleting-" + makeUUID());
   fs::rename(folder, doomed, error);
@@ -242,12 +252,9 @@ expected<AppDataSnapshotRestore, AppDataError> AppDataSnapshotService::restore(c
                                                                                const std::string& bundleIdentifier,
                                                                                const std::string& name,
                                                                                orvanta::stop_token stop) {
-  AppDataError notFound = AppDataError::named(Case::snapshotNotFound, name);
-  notFound.bundle = bundleIdentifier;
-  if (!isValidSnapshotName(name) || !isWellFormedBundleIdentifier(bundleIdentifier)) return unexpected(notFound);
-  const fs::path folder = folder_ / bundleIdentifier / name;
-  std::error_code error;
-  if (!fs::is_directory(fs::symlink_status(folder, error))) return unexpected(notFound);
+  auto found = existingSnapshot(folder_, bundleIdentifier, name);
+  if (!found) return unexpected(found.error());
+  const fs::path& folder = *found;
   auto damaged = [&](std::string reason) {
     return unexpected(AppDataError::named(Case::snapshotDamaged, name, std::move(reason)));
   };

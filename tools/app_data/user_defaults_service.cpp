@@ -10,6 +10,7 @@
 #include "support/property_list.hpp"
 #include "support/reference_date.hpp"
 #include "tools/app_data/structured_document.hpp"
+#include "tools/location/gpx_timestamp.hpp"
 
 namespace orvanta {
 namespace {
@@ -29,36 +30,6 @@ int hexDigit(char c) {
   if (c >= 'a' && c <= 'f') return c - 'a' + 10;
   if (c >= 'A' && c <= 'F') return c - 'A' + 10;
   return -1;
-}
-
-// "yyyy-MM-ddTHH:mm:ss[.SSS]Z" as an instant; nullopt when the text has another shape or names no day.
-std::optional<std::chrono::system_clock::time_point> parseUtcDate(std::string_view text) {
-  if (text.size() < 20 || text[4] != '-' || text[7] != '-' || (text[10] != 'T' && text[10] != 't') ||
-      text[13] != ':' || text[16] != ':' || (text.back() != 'Z' && text.back() != 'z')) {
-    return std::nullopt;
-  }
-  const int year = decimalDigitsAt(text, 0, 4);
-  const int month = decimalDigitsAt(text, 5, 2);
-  const int day = decimalDigitsAt(text, 8, 2);
-  const int hour = decimalDigitsAt(text, 11, 2);
-  const int minute = decimalDigitsAt(text, 14, 2);
-  const int second = decimalDigitsAt(text, 17, 2);
-  int milliseconds = 0;
-  const std::string_view fraction = text.substr(19, text.size() - 20);
-  if (!fraction.empty()) {
-    if (fraction.size() < 2 || fraction.size() > 4 || fraction[0] != '.') return std::nullopt;
-    const int digits = decimalDigitsAt(fraction, 1, fraction.size() - 1);
-    if (digits < 0) return std::nullopt;
-    milliseconds = digits * (fraction.size() == 2 ? 100 : fraction.size() == 3 ? 10 : 1);
-  }
-  const std::chrono::year_month_day date{std::chrono::year(year), std::chrono::month(static_cast<unsigned>(month)),
-                                         std::chrono::day(static_cast<unsigned>(day))};
-  if (year < 0 || month < 0 || day < 0 || !date.ok() || hour < 0 || hour > 23 || minute < 0 || minute > 59 ||
-      second < 0 || second > 59) {
-    return std::nullopt;
-  }
-  return std::chrono::sys_days(date) + std::chrono::hours(hour) + std::chrono::minutes(minute) +
-         std::chrono::seconds(second) + std::chrono::milliseconds(milliseconds);
 }
 
 }  // namespace
@@ -108,10 +79,10 @@ expected<UserDefaultsValue, AppDataError> parseUserDefaultsValue(UserDefaultsTyp
       return invalid();
     }
     case UserDefaultsType::date: {
-      const auto date = parseUtcDate(text);
-      if (!date) return invalid();
+      const auto date = GPXTimestamp::read(text);
+      if (date.kind != GPXTimestamp::Result::Case::valid) return invalid();
       // `defaults` reads dates to the second.
-      const auto whole = std::chrono::floor<std::chrono::seconds>(*date);
+      const auto whole = std::chrono::floor<std::chrono::seconds>(date.instant);
       const std::string argument = formatUtc(whole, UtcFormat::iso8601);
       return UserDefaultsValue{type, PropertyListDate{toReferenceSeconds(whole)},
                                argument.substr(0, 10) + " " + argument.substr(11, 8) + " +0000"};

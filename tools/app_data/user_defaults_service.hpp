@@ -45,8 +45,8 @@ struct UserDefaultsValue {
 };
 
 // Reads `text` as a value of `type`. int: a decimal 64-bit integer; float: plain decimal ("2.5");
-// bool: true/false, yes/no or 1/0 in any letter case; date: "yyyy-MM-ddTHH:mm:ss[.SSS]Z" (UTC), passed
-// on as "yyyy-MM-dd HH:mm:ss +0000"; data: an even number of hex digits; string: as it is. Fails with
+// bool: true/false, yes/no or 1/0 in any letter case; date: an internet date-time ("2026-11-24T08:31:13Z",
+// "2026-11-24T09:31:13.5+01:00"; the GPX reader's rules), passed on in UTC as "yyyy-MM-dd HH:mm:ss +0000"; data: an even number of hex digits; string: as it is. Fails with
 // invalidValue.
 [[nodiscard]] expected<UserDefaultsValue, AppDataError> parseUserDefaultsValue(UserDefaultsType type,
                                                                               std::string_view text);
