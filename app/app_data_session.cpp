@@ -9,6 +9,7 @@
 #include "app/target_resolution.hpp"
 #include "support/number_text.hpp"
 #include "support/reference_date.hpp"
+#include "support/utf8.hpp"
 
 namespace orvanta {
 namespace {
@@ -84,6 +85,13 @@ std::string byteCountText(std::uintmax_t bytes) {
   std::size_t unit = 0;
   for (value /= 1000; value >= 1000 && unit + 1 < std::size(units); value /= 1000) ++unit;
   return formatTrimmedFixed(value, 1) + " " + units[unit];
+}
+
+std::string jsonText(std::string_view text) {
+  if (isValidUtf8(text)) return std::string(text);
+  std::string repaired;
+  appendUtf8Lossy(repaired, text);
+  return repaired;
 }
 
 std::string jsonDate(std::chrono::system_clock::time_point date) {

@@ -56,7 +56,7 @@ expected<fs::path, CommandFailure> containerOf(AppDataSession& session, const Da
 }
 
 Json transferJson(const AppFileTransfer& transfer) {
-  return {{"path", transfer.path.string()},
+  return {{"path", jsonText(transfer.path.string())},
           {"fileCount", transfer.count.files},
           {"folderCount", transfer.count.folders},
           {"byteCount", transfer.count.bytes},
@@ -79,10 +79,14 @@ CommandOutcome showPath(CommandContext& context, const DataArguments& arguments)
     if (!groups) return unexpected(session.failure(groups.error()));
     if (context.options.json) {
       Json list = Json::array();
-      for (const auto& group : *groups) list.push_back({{"identifier", group.identifier}, {"path", group.path.string()}});
+      for (const auto& group : *groups) {
+        list.push_back({{"identifier", jsonText(group.identifier)}, {"path", jsonText(group.path.string())}});
+      }
       context.emitJson({{"bundleIdentifier", arguments.bundleIdentifier}, {"simulatorUDID", session.udid()}, {"groups", list}});
     } else {
-      for (const auto& group : *groups) context.out << group.identifier << '\t' << group.path.string() << '\n';
+      for (const auto& group : *groups) {
+        context.out << escapedForTerminal(group.identifier) << '\t' << escapedForTerminal(group.path.string()) << '\n';
+      }
     }
     return {};
   }
@@ -92,9 +96,9 @@ CommandOutcome showPath(CommandContext& context, const DataArguments& arguments)
     context.emitJson({{"bundleIdentifier", arguments.bundleIdentifier},
                       {"simulatorUDID", session.udid()},
                       {"container", arguments.which},
-                      {"path", path->string()}});
+                      {"path", jsonText(path->string())}});
   } else {
-    context.out << path->string() << '\n';
+    context.out << escapedForTerminal(path->string()) << '\n';
   }
   return {};
 }
@@ -110,7 +114,7 @@ CommandOutcome listFiles(CommandContext& context, const DataArguments& arguments
   if (context.options.json) {
     Json list = Json::array();
     for (const auto& entry : *entries) {
-      list.push_back({{"path", entry.path},
+      list.push_back({{"path", jsonText(entry.path)},
                       {"kind", std::string(rawValue(entry.kind))},
                       {"size", entry.size},
                       {"modified", jsonDate(entry.modified)}});
@@ -253,7 +257,7 @@ CommandOutcome inspectData(CommandContext& context, const DataArguments& argumen
     if (context.options.json) {
       Json list = Json::array();
       for (const auto& file : *files) {
-        list.push_back({{"path", file.path}, {"kind", std::string(rawValue(file.kind))}, {"size", file.size}});
+        list.push_back({{"path", jsonText(file.path)}, {"kind", std::string(rawValue(file.kind))}, {"size", file.size}});
       }
       context.emitJson(list);
     } else if (files->empty()) {
@@ -466,7 +470,9 @@ CommandOutcome saveSnapshot(CommandContext& context, const DataArguments& argume
   } else {
     context.out << "Saved the snapshot " << escapedForTerminal(saved->name) << " of " << saved->bundleIdentifier << " ("
                 << saved->fileCount << " files, " << byteCountText(saved->byteCount)
-                << (saved->groups.empty() ? std::string() : fmt::format(", {} group containers", saved->groups.size()))
+                << (saved->groups.empty() ? std::string()
+                                          : fmt::format(", {} group container{}", saved->groups.size(),
+                                                        saved->groups.size() == 1 ? "" : "s"))
                 << ").\n";
   }
   return {};

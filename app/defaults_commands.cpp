@@ -48,8 +48,8 @@ CommandOutcome readDefaults(CommandContext& context, const DefaultsArguments& ar
   }
   if (context.options.json) {
     Json members = Json::object();
-    for (auto& [key, value] : values) members[key] = std::move(value);
-    context.emitJson({{"domain", reading->domain}, {"values", std::move(members)}});
+    for (auto& [key, value] : values) members[jsonText(key)] = std::move(value);
+    context.emitJson({{"domain", jsonText(reading->domain)}, {"values", std::move(members)}});
     return {};
   }
   if (values.empty()) context.out << "No preferences are set.\n";
@@ -71,8 +71,8 @@ CommandOutcome writeDefaults(CommandContext& context, const DefaultsArguments& a
   if (!changed) return unexpected(session.failure(changed.error()));
   const Json typed = typedValue(changed->readBack.value_or(value->value));
   if (context.options.json) {
-    context.emitJson({{"domain", changed->domain},
-                      {"key", arguments.key},
+    context.emitJson({{"domain", jsonText(changed->domain)},
+                      {"key", jsonText(arguments.key)},
                       {"value", typed},
                       {"terminatedApp", changed->terminatedApp},
                       {"confirmed", true}});
@@ -90,8 +90,8 @@ CommandOutcome deleteDefaults(CommandContext& context, const DefaultsArguments& 
   auto changed = editor.remove(session.udid(), arguments.bundleIdentifier, arguments.group, arguments.key, context.stop);
   if (!changed) return unexpected(session.failure(changed.error()));
   if (context.options.json) {
-    context.emitJson({{"domain", changed->domain},
-                      {"key", arguments.key},
+    context.emitJson({{"domain", jsonText(changed->domain)},
+                      {"key", jsonText(arguments.key)},
                       {"deleted", true},
                       {"terminatedApp", changed->terminatedApp},
                       {"confirmed", true}});

@@ -4,6 +4,7 @@
 // SQLite's header, the database reader's schema walk and a query on a copy of them.
 #include <unistd.h>
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -27,13 +28,23 @@ void checkDocument(std::string_view bytes, bool asJson) {
   (void)orvanta::describeTypedValue(document->value, "(root)");
 }
 
-const std::filesystem::path& scratchFolder() {
-  static const std::filesystem::path folder = [] {
+// A folder of this run's own for the database inputs and their copies, removed when the run ends.
+struct ScratchFolder {
+  std::filesystem::path path;
+  ScratchFolder() {
     std::string pattern = (std::filesystem::temp_directory_path() / "orvanta-fuzz-XXXXXX").string();
     if (::mkdtemp(pattern.data()) == nullptr) std::abort();
-    return std::filesystem::path(pattern);
-  }();
-  return folder;
+    path = pattern;
+  }
+  ~ScratchFolder() {
+    std::error_code ignored;
+    std::filesystem::remove_all(path, ignored);
+  }
+};
+
+const std::filesystem::path& scratchFolder() {
+  static const ScratchFolder folder;
+  return folder.path;
 }
 
 }  // namespace

@@ -91,11 +91,11 @@ expected<AppFileTransfer, AppDataError> AppFileBrowserService::push(const std::s
   if (!resolved) return unexpected(resolved.error());
   std::error_code error;
   fs::path target = *resolved;
-  std::string targetShown = shown(path);
+  std::string targetShown = normalizedContainerPath(path);
   if (fs::is_directory(fs::symlink_status(target, error))) {
     const std::string name = fs::path(source).lexically_normal().filename().string();
     target /= name.empty() ? fs::absolute(source, error).lexically_normal().parent_path().filename().string() : name;
-    targetShown = path.empty() ? target.filename().string() : shown(path) + "/" + target.filename().string();
+    targetShown = targetShown.empty() ? target.filename().string() : targetShown + "/" + target.filename().string();
   }
   // The new name itself may be a link: it is replaced, never followed.
   if (!fs::is_directory(fs::symlink_status(target.parent_path(), error))) {

@@ -78,22 +78,13 @@ std::string base64Text(std::string_view bytes) {
   static constexpr char alphabet[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
   std::string text;
   text.reserve((bytes.size() + 2) / 3 * 4);
-  std::size_t i = 0;
-  for (; i + 2 < bytes.size(); i += 3) {
-    const unsigned n = static_cast<unsigned char>(bytes[i]) << 16 | static_cast<unsigned char>(bytes[i + 1]) << 8 |
-                       static_cast<unsigned char>(bytes[i + 2]);
+  auto byte = [&](std::size_t at) { return at < bytes.size() ? static_cast<unsigned>(static_cast<unsigned char>(bytes[at])) : 0u; };
+  for (std::size_t i = 0; i < bytes.size(); i += 3) {
+    const unsigned n = byte(i) << 16 | byte(i + 1) << 8 | byte(i + 2);
     text += alphabet[n >> 18 & 63];
     text += alphabet[n >> 12 & 63];
-    text += alphabet[n >> 6 & 63];
-    text += alphabet[n & 63];
-  }
-  if (i < bytes.size()) {
-    const bool two = i + 1 < bytes.size();
-    const unsigned n = static_cast<unsigned char>(bytes[i]) << 16 | (two ? static_cast<unsigned char>(bytes[i + 1]) << 8 : 0u);
-    text += alphabet[n >> 18 & 63];
-    text += alphabet[n >> 12 & 63];
-    text += two ? alphabet[n >> 6 & 63] : '=';
-    text += '=';
+    text += i + 1 < bytes.size() ? alphabet[n >> 6 & 63] : '=';
+    text += i + 2 < bytes.size() ? alphabet[n & 63] : '=';
   }
   return text;
 }
