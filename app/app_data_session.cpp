@@ -87,12 +87,7 @@ std::string byteCountText(std::uintmax_t bytes) {
   return formatTrimmedFixed(value, 1) + " " + units[unit];
 }
 
-std::string jsonText(std::string_view text) {
-  if (isValidUtf8(text)) return std::string(text);
-  std::string repaired;
-  appendUtf8Lossy(repaired, text);
-  return repaired;
-}
+std::string jsonText(std::string_view text) { return toValidUtf8(text); }
 
 std::string jsonDate(std::chrono::system_clock::time_point date) {
   return formatUtc(date, UtcFormat::iso8601Milliseconds);

@@ -9,6 +9,7 @@
 
 #include "support/file_copy.hpp"
 #include "support/unique_fd.hpp"
+#include "support/text.hpp"
 #include "tools/app_data/app_container_service.hpp"
 #include "tools/app_data/container_files.hpp"
 
@@ -19,14 +20,6 @@ namespace fs = std::filesystem;
 using Case = AppDataError::Case;
 
 std::string shown(std::string_view path) { return path.empty() ? std::string(".") : std::string(path); }
-
-std::string lowercase(std::string_view text) {
-  std::string lower(text);
-  for (char& c : lower) {
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-  }
-  return lower;
-}
 
 // Up to 16 bytes from the start of a regular file; empty when it cannot be read.
 std::string firstBytes(const fs::path& path) {
@@ -53,7 +46,7 @@ std::string_view rawValue(DataFileKind kind) {
 }
 
 std::optional<DataFileKind> classifyDataFile(std::string_view fileName, std::string_view bytes) {
-  const std::string name = lowercase(fileName);
+  const std::string name = asciiLowercase(fileName);
   for (std::string_view companion : {"-wal", "-shm", "-journal"}) {
     if (name.ends_with(companion)) return std::nullopt;
   }

@@ -2,6 +2,7 @@
 
 #include <sys/stat.h>
 
+#include "support/text.hpp"
 #include "tools/app_data/app_container_service.hpp"
 
 namespace orvanta {
@@ -33,10 +34,7 @@ std::string_view rawValue(MediaKind kind) {
 }
 
 std::optional<MediaKind> mediaKindOf(const fs::path& file) {
-  std::string extension = file.extension().string();
-  for (char& c : extension) {
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-  }
+  const std::string extension = asciiLowercase(file.extension().string());
   for (std::string_view photo : {".jpg", ".jpeg", ".png", ".heic", ".heif", ".gif", ".tif", ".tiff", ".bmp", ".webp"}) {
     if (extension == photo) return MediaKind::photo;
   }

@@ -49,13 +49,6 @@ FileState fileState(const fs::path& path) {
           static_cast<std::int64_t>(time.tv_sec) * 1000000000 + time.tv_nsec, S_ISREG(info.st_mode)};
 }
 
-std::string validText(std::string_view text) {
-  if (isValidUtf8(text)) return std::string(text);
-  std::string repaired;
-  appendUtf8Lossy(repaired, text);
-  return repaired;
-}
-
 // A file: URI for `path`: everything but unreserved characters and '/' percent-encoded.
 std::string fileUri(const fs::path& path) {
   std::string uri = "file:";
@@ -265,7 +258,7 @@ expected<std::vector<SqliteTable>, AppDataError> SqliteReader::tables(orvanta::s
 
   auto text = [](sqlite3_stmt* statement, int column) {
     const auto* bytes = reinterpret_cast<const char*>(sqlite3_column_text(statement, column));
-    return bytes == nullptr ? std::string() : validText(std::string_view(bytes, static_cast<std::size_t>(sqlite3_column_bytes(statement, column))));
+    return bytes == nullptr ? std::string() : toValidUtf8(std::string_view(bytes, static_cast<std::size_t>(sqlite3_column_bytes(statement, column))));
   };
   auto rows = [&](sqlite3_stmt* statement, const std::string& argument, auto&& each) -> expected<void, AppDataError> {
     sqlite3_reset(statement);
@@ -347,7 +340,7 @@ expected<SqliteQueryResult, AppDataError> SqliteReader::query(const std::string&
   const int columnCount = sqlite3_column_count(statement.handle);
   for (int column = 0; column < columnCount; ++column) {
     const char* name = sqlite3_column_name(statement.handle, column);
-    result.columns.push_back(name == nullptr ? std::string() : validText(name));
+    result.columns.push_back(name == nullptr ? std::string() : toValidUtf8(name));
   }
   state.watch(stop, limits.timeLimit);
   std::size_t bytes = 0;
@@ -367,7 +360,7 @@ expected<SqliteQueryResult, AppDataError> SqliteReader::query(const std::string&
           const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(statement.handle, column));
           const auto size = static_cast<std::size_t>(sqlite3_column_bytes(statement.handle, column));
           bytes += size;
-          row.emplace_back(validText(std::string_view(text == nullptr ? "" : text, text == nullptr ? 0 : size)));
+          row.emplace_back(toValidUtf8(std::string_view(text == nullptr ? "" : text, text == nullptr ? 0 : size)));
           break;
         }
         case SQLITE_BLOB: {

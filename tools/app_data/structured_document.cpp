@@ -13,13 +13,6 @@ namespace {
 
 using Json = nlohmann::json;
 
-std::string validText(std::string_view text) {
-  if (isValidUtf8(text)) return std::string(text);
-  std::string repaired;
-  appendUtf8Lossy(repaired, text);
-  return repaired;
-}
-
 Json node(const char* type, Json value) { return Json{{"type", type}, {"value", std::move(value)}}; }
 
 Json realValue(double value) {
@@ -92,7 +85,7 @@ std::string base64Text(std::string_view bytes) {
 std::string escapedForTerminal(std::string_view text) {
   std::string shown;
   shown.reserve(text.size());
-  for (char c : validText(text)) {
+  for (char c : toValidUtf8(text)) {
     const auto byte = static_cast<unsigned char>(c);
     if (c == '\n') {
       shown += "\\n";
@@ -111,7 +104,7 @@ std::string escapedForTerminal(std::string_view text) {
 
 Json typedValue(const PropertyListValue& value) {
   switch (value.kind()) {
-    case PropertyListValue::Kind::string: return node("string", validText(*value.asString()));
+    case PropertyListValue::Kind::string: return node("string", toValidUtf8(*value.asString()));
     case PropertyListValue::Kind::data: {
       const auto& data = *value.asData();
       return node("data", base64Text(std::string_view(reinterpret_cast<const char*>(data.data()), data.size())));
@@ -127,7 +120,7 @@ Json typedValue(const PropertyListValue& value) {
     }
     case PropertyListValue::Kind::dictionary: {
       Json members = Json::object();
-      for (const auto& [key, item] : value.asDictionary()->entries()) members[validText(key)] = typedValue(item);
+      for (const auto& [key, item] : value.asDictionary()->entries()) members[toValidUtf8(key)] = typedValue(item);
       return node("dictionary", std::move(members));
     }
   }

@@ -9,6 +9,7 @@
 #include "support/number_text.hpp"
 #include "support/property_list.hpp"
 #include "support/reference_date.hpp"
+#include "support/text.hpp"
 #include "tools/app_data/structured_document.hpp"
 #include "tools/location/gpx_timestamp.hpp"
 
@@ -16,14 +17,6 @@ namespace orvanta {
 namespace {
 
 using Case = AppDataError::Case;
-
-std::string lowercase(std::string_view text) {
-  std::string lower(text);
-  for (char& c : lower) {
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-  }
-  return lower;
-}
 
 int hexDigit(char c) {
   if (c >= '0' && c <= '9') return c - '0';
@@ -73,7 +66,7 @@ expected<UserDefaultsValue, AppDataError> parseUserDefaultsValue(UserDefaultsTyp
       return UserDefaultsValue{type, *number, formatPlainDecimal(*number)};
     }
     case UserDefaultsType::boolean: {
-      const std::string lower = lowercase(text);
+      const std::string lower = asciiLowercase(text);
       if (lower == "true" || lower == "yes" || lower == "1") return UserDefaultsValue{type, true, "true"};
       if (lower == "false" || lower == "no" || lower == "0") return UserDefaultsValue{type, false, "false"};
       return invalid();
@@ -97,7 +90,7 @@ expected<UserDefaultsValue, AppDataError> parseUserDefaultsValue(UserDefaultsTyp
         if (high < 0 || low < 0) return invalid();
         bytes.push_back(static_cast<std::uint8_t>(high * 16 + low));
       }
-      return UserDefaultsValue{type, std::move(bytes), lowercase(text)};
+      return UserDefaultsValue{type, std::move(bytes), asciiLowercase(text)};
     }
   }
   return invalid();
