@@ -1,17 +1,9 @@
 #include "apps/simulator_app_error.hpp"
 
 #include "core/simulator_mutation_gate.hpp"
+#include "support/text.hpp"
 
 namespace orvanta {
-namespace {
-
-std::string appended(std::string head, const std::string& text) {
-  if (text.empty()) return head + ".";
-  return head + ": " + text;
-}
-
-}  // namespace
-
 SimulatorAppError SimulatorAppError::of(Case kind) {
   SimulatorAppError error;
   error.kind = kind;
@@ -44,15 +36,15 @@ SimulatorAppError SimulatorAppError::simctlFailed(std::int32_t status, std::stri
 std::string SimulatorAppError::description() const {
   switch (kind) {
     case Case::noAppSelected: return "Choose an installed app.";
-    case Case::launchFailed: return appended("Couldn't launch " + name, text);
-    case Case::terminateFailed: return appended("Couldn't terminate " + name, text);
+    case Case::launchFailed: return withReason("Couldn't launch " + name, text);
+    case Case::terminateFailed: return withReason("Couldn't terminate " + name, text);
     case Case::appNotRunning: return name + " isn't running.";
-    case Case::uninstallFailed: return appended("Couldn't uninstall " + name, text);
+    case Case::uninstallFailed: return withReason("Couldn't uninstall " + name, text);
     case Case::appStillInstalled: return "The simulator did not remove the app: " + name;
-    case Case::installFailed: return appended("Install failed", text);
-    case Case::unreadableOutput: return appended("Couldn't read the app list", text);
-    case Case::simctlUnavailable: return appended("Couldn't run simctl", text);
-    case Case::simctlFailed: return appended("simctl failed (exit " + std::to_string(status) + ")", text);
+    case Case::installFailed: return withReason("Install failed", text);
+    case Case::unreadableOutput: return withReason("Couldn't read the app list", text);
+    case Case::simctlUnavailable: return withReason("Couldn't run simctl", text);
+    case Case::simctlFailed: return withReason("simctl failed (exit " + std::to_string(status) + ")", text);
     case Case::cancelled: return "Cancelled.";
     case Case::simulatorBusy: return std::string(gate_messages::apps);
   }

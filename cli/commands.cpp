@@ -16,6 +16,9 @@ void registerCommands(CLI::App& app, CommandRegistry& registry) {
   registerDeepLinkCommands(app, registry);
   registerInputCommands(app, registry);
   registerPasteboardCommands(app, registry);
+  registerDataCommands(app, registry);
+  registerDefaultsCommands(app, registry);
+  registerMediaKeychainCommands(app, registry);
   registerLogsCommands(app, registry);
   registerScreenshotCommands(app, registry);
   registerRecordCommands(app, registry);

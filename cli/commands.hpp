@@ -28,5 +28,8 @@ void registerScenarioCommands(CLI::App& app, CommandRegistry& registry);
 void registerLogsCommands(CLI::App& app, CommandRegistry& registry);
 void registerInputCommands(CLI::App& app, CommandRegistry& registry);
 void registerPasteboardCommands(CLI::App& app, CommandRegistry& registry);
+void registerDataCommands(CLI::App& app, CommandRegistry& registry);
+void registerDefaultsCommands(CLI::App& app, CommandRegistry& registry);
+void registerMediaKeychainCommands(CLI::App& app, CommandRegistry& registry);
 
 }  // namespace orvanta

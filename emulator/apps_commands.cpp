@@ -1,4 +1,5 @@
-// listapps, appinfo, launch, terminate, install, uninstall and get_app_container.
+// listapps, appinfo, launch, terminate, install, uninstall and get_app_container (app, data, groups or
+// one group's identifier).
 //
 // Each device's apps live under device["emulator"]["apps"]: "installed" maps a bundle identifier to the
 // dictionary that listapps prints for it, "running" maps a bundle identifier to {"pid", "bootedAt"} (a
@@ -9,6 +10,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
+#include <map>
 #include <system_error>
 
 #include <fmt/format.h>
@@ -96,6 +98,7 @@ struct SeedApp {
   bool dataContainer;
   Json infoExtras;  // user apps: icon keys and URL types of the Info.plist
   std::vector<IconFile> icons;
+  std::vector<const char*> groups = {};  // user apps: app group identifiers
 };
 
 std::vector<SeedApp> seedApps() {
@@ -116,7 +119,8 @@ std::vector<SeedApp> seedApps() {
         {"CFBundleURLTypes",
          {{{"CFBundleTypeRole", "Editor"}, {"CFBundleURLName", "com.example.cafe"},
            {"CFBundleURLSchemes", {"cafe", "cafe-beta"}}}}}},
-       {{"AppIcon60x60@2x.png", 120}, {"AppIcon60x60@3x.png", 180}, {"AppIcon76x76@2x~ipad.png", 152}}},
+       {{"AppIcon60x60@2x.png", 120}, {"AppIcon60x60@3x.png", 180}, {"AppIcon76x76@2x~ipad.png", 152}},
+       {"group.com.example.cafe"}},
       {"com.orvanta.fieldnotes", "User", nullptr, "Field Notes", "FieldNotes", "7", nullptr, true,
        {{"CFBundleIconFiles", {"Icon.png", "Icon@2x.png"}},
         {"CFBundleURLTypes",
@@ -212,6 +216,15 @@ expected<Json, std::string> seedInstalledApps(const Json& device, const std::str
       auto info = parsePropertyList(**text);
       if (!info) return unexpected(info.error().description());
       installed[id] = userRecord(id, *info, bundle, containers.bundleContainer, containers.dataContainer);
+      std::map<std::string, fs::path> groups;
+      for (const char* group : app.groups) {
+        groups[group] = fs::path(device["dataPath"].get<std::string>()) / "Containers" / "Shared" / "AppGroup" /
+                        stableUUID(udid + "/group/" + group);
+        fs::create_directories(groups[group], error);
+        if (error) return unexpected(error.message());
+        installed[id]["GroupContainers"][group] = fileURL(groups[group].string(), true);
+      }
+      if (auto seeded = seedAppData(id, containers.dataContainer, groups); !seeded) return unexpected(seeded.error());
       continue;
     }
     const std::string path =
@@ -437,8 +450,12 @@ int install(Invocation& call) {
   if (!error) fs::copy(source, bundle, fs::copy_options::recursive | fs::copy_options::copy_symlinks, error);
   if (error) return call.fail(notABundle);
 
+  // App groups outlive a reinstall, as the data container does.
+  Json groups = installed.contains(bundleIdentifier) ? installed[bundleIdentifier].value("GroupContainers", Json::object())
+                                                     : Json::object();
   installed[bundleIdentifier] = userRecord(bundleIdentifier, *info, bundle, containers.bundleContainer,
                                            containers.dataContainer);
+  installed[bundleIdentifier]["GroupContainers"] = std::move(groups);
   (*state)["running"].erase(bundleIdentifier);
   return saved(call);
 }
@@ -477,6 +494,13 @@ int getAppContainer(Invocation& call) {
   const Json& installed = (*state)["installed"];
   if (!installed.contains(id)) return call.fail(noSuchFile());
   const Json& record = installed[id];
+  if (which == "groups") {
+    // One "<group id><TAB><path>" line per group; nothing for an app without groups.
+    for (const auto& [group, url] : record["GroupContainers"].items()) {
+      call.out += group + "\t" + pathOfFileURL(url.get<std::string>()) + "\n";
+    }
+    return 0;
+  }
   std::string path;
   if (which == "app") {
     path = stringAt(record, "Path");

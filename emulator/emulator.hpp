@@ -1,6 +1,7 @@
 // The simctl emulator's command table: each subcommand is a handler over the device set.
 #pragma once
 
+#include <filesystem>
 #include <functional>
 #include <map>
 #include <string>
@@ -47,5 +48,14 @@ Json* deviceApps(Invocation& call, Json& device, int* status);
 // spawn <device> log stream: prints while it runs (see log_commands.cpp).
 void registerLogCommands(CommandTable& table);
 void registerPasteboardCommands(CommandTable& table);
+// addmedia and keychain (see app_data_commands.cpp).
+void registerAppDataCommands(CommandTable& table);
+// spawn <device> defaults export|write|delete on the booted `device` (see app_data_commands.cpp).
+int spawnDefaults(Invocation& call, Json& device);
+// Fills a seeded user app's data container (and its group containers) with the files an app of its kind
+// keeps: preferences, a database in WAL mode with rows still in its log, JSON and documents. Fails with
+// a sentence.
+expected<void, std::string> seedAppData(const std::string& bundleIdentifier, const std::filesystem::path& dataContainer,
+                                        const std::map<std::string, std::filesystem::path>& groupContainers);
 
 }  // namespace orvanta::emulator

@@ -1,4 +1,4 @@
-// spawn <device> log stream [--style ndjson] [--level L] ...
+// spawn <device> log stream [--style ndjson] [--level L] ...  (spawn ... defaults: see app_data_commands.cpp)
 //
 // Streams log events in the shapes `log stream --style ndjson` prints: one JSON object per line with
 // varying key order and missing keys, slashes written "\/", "\u" escapes, messages with escaped newlines,
@@ -133,8 +133,10 @@ int spawn(Invocation& call) {
   int status = 0;
   Json* device = call.device(0, &status);
   if (device == nullptr) return status;
-  if (call.args.size() < 3 || call.args[1] != "log" || call.args[2] != "stream") {
-    return call.usage("Usage: simctl spawn <device> log stream [--style ndjson] [--level debug]");
+  const bool defaults = call.args.size() >= 2 && call.args[1] == "defaults";
+  if (!defaults && (call.args.size() < 3 || call.args[1] != "log" || call.args[2] != "stream")) {
+    return call.usage("Usage: simctl spawn <device> log stream [--style ndjson] [--level debug]\n"
+                      "       simctl spawn <device> defaults export|write|delete <domain> ...");
   }
   if ((*device)["state"] != "Booted") {
     return call.fail(SimctlFailure{
@@ -143,6 +145,7 @@ int spawn(Invocation& call) {
         "com.apple.CoreSimulator.SimDevice." +
             (*device)["udid"].get<std::string>() + "\n"});
   }
+  if (defaults) return spawnDefaults(call, *device);
   std::vector<Process> processes;
   if (Json* apps = deviceApps(call, *device, &status)) {
     int pid = 41000;

@@ -83,6 +83,7 @@ int run(int argc, char** argv) {
   registerPrivacyCommands(table);
   registerLogCommands(table);
   registerPasteboardCommands(table);
+  registerAppDataCommands(table);
 
   const std::string subcommand = argv[2];
   const auto home = emulatorHome();

@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdint>
@@ -139,27 +140,40 @@ expected<std::optional<std::string>, FileError> readFile(const std::filesystem::
   if (::fstat(fd.get(), &info) != 0) return unexpected(FileError::readFailed(path, errno));
   if (S_ISDIR(info.st_mode)) return unexpected(FileError::readFailed(path, EISDIR));
   if (!S_ISREG(info.st_mode)) return unexpected(FileError::readRefused(path, "it is not a regular file", EINVAL));
-  auto tooLarge = [&] {
+  if (info.st_size > 0 && static_cast<std::uintmax_t>(info.st_size) > maxBytes) {
     return unexpected(FileError::readRefused(path, "it is larger than " + budgetText(maxBytes), EFBIG));
-  };
-  if (info.st_size > 0 && static_cast<std::uintmax_t>(info.st_size) > maxBytes) return tooLarge();
+  }
+  auto content = detail::readToEnd(fd.get(), path, maxBytes, static_cast<std::size_t>(std::max<off_t>(info.st_size, 0)));
+  if (!content) return unexpected(content.error());
+  return std::optional<std::string>(std::move(*content));
+}
 
+namespace detail {
+
+expected<std::string, FileError> readToEnd(int fd, const std::filesystem::path& path, std::uintmax_t maximumBytes,
+                                           std::size_t sizeHint) {
   std::string content;
-  if (info.st_size > 0) content.reserve(static_cast<std::size_t>(info.st_size));
+  content.reserve(static_cast<std::size_t>(std::min<std::uintmax_t>(sizeHint, maximumBytes)));
   std::array<char, 16384> buffer{};
   for (;;) {
-    ssize_t count = ::read(fd.get(), buffer.data(), buffer.size());
+    ssize_t count = ::read(fd, buffer.data(), buffer.size());
     if (count == 0) break;
     if (count < 0) {
       if (errno == EINTR) continue;
       return unexpected(FileError::readFailed(path, errno));
     }
     // The file may grow while it is read (or report no size at all, as /proc files do).
-    if (content.size() + static_cast<std::size_t>(count) > maxBytes) return tooLarge();
+    if (content.size() + static_cast<std::size_t>(count) > maximumBytes) {
+      return unexpected(FileError::readRefused(
+          path, "it is larger than " + budgetText(static_cast<std::size_t>(std::min<std::uintmax_t>(maximumBytes, SIZE_MAX))),
+          EFBIG));
+    }
     content.append(buffer.data(), static_cast<std::size_t>(count));
   }
-  return std::optional<std::string>(std::move(content));
+  return content;
 }
+
+}  // namespace detail
 
 expected<std::filesystem::path, FileError> moveAsideUnreadable(const std::filesystem::path& path,
                                                                std::chrono::system_clock::time_point now) {

@@ -9,6 +9,7 @@
 #include <sys/types.h>
 
 #include <chrono>
+#include <cstdint>
 #include <filesystem>
 #include <optional>
 #include <string>
@@ -61,6 +62,10 @@ inline constexpr std::size_t image = 256 * 1024 * 1024;          // a screenshot
                                                                              std::chrono::system_clock::time_point now);
 
 namespace detail {
+// Reads `fd` to its end. Fails with readFailed: the system's message, or "larger than N bytes" (EFBIG) once
+// more than `maximumBytes` arrive. `sizeHint` (0: none) reserves room up front.
+[[nodiscard]] expected<std::string, FileError> readToEnd(int fd, const std::filesystem::path& path,
+                                                         std::uintmax_t maximumBytes, std::size_t sizeHint);
 // rename(2) that fails with EEXIST instead of replacing `to`. Returns 0 or the errno value.
 // Platform files implement it with the kernel's no-replace rename and fall back to renameNoReplaceFallback.
 int renameNoReplace(const std::filesystem::path& from, const std::filesystem::path& to);

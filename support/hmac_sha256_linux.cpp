@@ -18,7 +18,22 @@ namespace {
 struct Libcrypto {
   decltype(&HMAC) hmac = nullptr;
   decltype(&EVP_sha256) sha256 = nullptr;
+  decltype(&EVP_MD_CTX_new) contextNew = nullptr;
+  decltype(&EVP_MD_CTX_free) contextFree = nullptr;
+  decltype(&EVP_DigestInit_ex) digestInit = nullptr;
+  decltype(&EVP_DigestUpdate) digestUpdate = nullptr;
+  decltype(&EVP_DigestFinal_ex) digestFinal = nullptr;
+
+  [[nodiscard]] bool complete() const {
+    return hmac != nullptr && sha256 != nullptr && contextNew != nullptr && contextFree != nullptr &&
+           digestInit != nullptr && digestUpdate != nullptr && digestFinal != nullptr;
+  }
 };
+
+template <class Function>
+void find(void* handle, Function& into, const char* name) {
+  into = reinterpret_cast<Function>(::dlsym(handle, name));
+}
 
 // The library stays loaded until the program ends. Without it no digest can be made, and a wrong one
 // must never be returned: the program ends, saying why.
@@ -27,13 +42,18 @@ const Libcrypto& libcrypto() {
     const std::string name = "libcrypto.so." + std::to_string(OPENSSL_SHLIB_VERSION);
     Libcrypto functions;
     if (void* handle = ::dlopen(name.c_str(), RTLD_NOW | RTLD_LOCAL)) {
-      functions.hmac = reinterpret_cast<decltype(&HMAC)>(::dlsym(handle, "HMAC"));
-      functions.sha256 = reinterpret_cast<decltype(&EVP_sha256)>(::dlsym(handle, "EVP_sha256"));
+      find(handle, functions.hmac, "HMAC");
+      find(handle, functions.sha256, "EVP_sha256");
+      find(handle, functions.contextNew, "EVP_MD_CTX_new");
+      find(handle, functions.contextFree, "EVP_MD_CTX_free");
+      find(handle, functions.digestInit, "EVP_DigestInit_ex");
+      find(handle, functions.digestUpdate, "EVP_DigestUpdate");
+      find(handle, functions.digestFinal, "EVP_DigestFinal_ex");
     }
-    if (functions.hmac == nullptr || functions.sha256 == nullptr) {
+    if (!functions.complete()) {
       const char* message = ::dlerror();
       std::fprintf(stderr, "orvanta: %s could not be loaded: %s\n", name.c_str(),
-                   message != nullptr ? message : "HMAC or EVP_sha256 is missing");
+                   message != nullptr ? message : "a digest function is missing");
       std::abort();
     }
     return functions;
@@ -51,6 +71,30 @@ Sha256Digest hmacSha256(std::span<const std::uint8_t> key, std::string_view mess
   static const unsigned char noKey = 0;
   library.hmac(library.sha256(), key.empty() ? &noKey : key.data(), static_cast<int>(key.size()),
                reinterpret_cast<const unsigned char*>(message.data()), message.size(), digest.data(), &length);
+  return digest;
+}
+
+struct Sha256::State {
+  const Libcrypto& library = libcrypto();
+  EVP_MD_CTX* context = library.contextNew();
+  State() { library.digestInit(context, library.sha256(), nullptr); }
+  ~State() { library.contextFree(context); }
+  State(const State&) = delete;
+  State& operator=(const State&) = delete;
+};
+
+Sha256::Sha256() : state_(std::make_unique<State>()) {}
+Sha256::~Sha256() = default;
+Sha256::Sha256(Sha256&&) noexcept = default;
+Sha256& Sha256::operator=(Sha256&&) noexcept = default;
+
+void Sha256::update(std::string_view bytes) { state_->library.digestUpdate(state_->context, bytes.data(), bytes.size()); }
+
+Sha256Digest Sha256::finish() {
+  Sha256Digest digest{};
+  unsigned int length = 0;
+  state_->library.digestFinal(state_->context, digest.data(), &length);
+  state_->library.digestInit(state_->context, state_->library.sha256(), nullptr);
   return digest;
 }
 

@@ -98,4 +98,11 @@ void appendUtf8Lossy(std::string& out, std::string_view bytes) {
   }
 }
 
+std::string toValidUtf8(std::string_view bytes) {
+  if (isValidUtf8(bytes)) return std::string(bytes);
+  std::string repaired;
+  appendUtf8Lossy(repaired, bytes);
+  return repaired;
+}
+
 }  // namespace orvanta

@@ -31,4 +31,7 @@ struct Utf8Sequence {
 // replacement practice of Unicode's chapter 3). Never fails.
 void appendUtf8Lossy(std::string& out, std::string_view bytes);
 
+// `bytes` as well-formed UTF-8: unchanged when it already is, else repaired as appendUtf8Lossy does.
+[[nodiscard]] std::string toValidUtf8(std::string_view bytes);
+
 }  // namespace orvanta

@@ -1,5 +1,6 @@
 // What screenshots and recordings share when they are saved: the file name made from the simulator's name
-// and a date, the remembered destination folder, and the copy that never replaces a file.
+// and a date, and the remembered destination folder. The copy that never replaces a file is
+// support/file_copy.hpp's.
 #pragma once
 
 #include <chrono>
@@ -9,6 +10,7 @@
 #include <string_view>
 
 #include "support/expected.hpp"
+#include "support/file_copy.hpp"
 #include "support/settings_store.hpp"
 
 namespace orvanta {
@@ -18,18 +20,6 @@ namespace orvanta {
 // includes its dot (".png"). Thread-safe.
 [[nodiscard]] std::string captureFileName(std::string_view simulatorName, std::chrono::system_clock::time_point date,
                                           std::string_view extension);
-
-// `fileName` with " <counter>" inserted before its extension ("A.png", 3 -> "A 3.png"). Thread-safe.
-[[nodiscard]] std::string numberedFileName(std::string_view fileName, int counter);
-
-// Copies `source` into `folder` as `fileName`, or as the first of its numbered variants (" 2", " 3", ...)
-// that does not exist. An existing file is never replaced, even by another process saving at the same
-// moment: the copy is written to a hidden file in `folder` first and then linked in under a name that
-// must not exist yet, so a name is either taken whole or not at all. Returns the path written, or the
-// reason as the system says it. Blocks on the file system; any thread.
-[[nodiscard]] expected<std::filesystem::path, std::string> copyWithoutReplacing(const std::filesystem::path& source,
-                                                                                 const std::filesystem::path& folder,
-                                                                                 std::string_view fileName);
 
 // The folder captures are saved into: the path stored under `key` when it is non-empty text, else the
 // home folder followed by `defaultSubfolder` ("Pictures/Orvanta"). As thread-safe as the settings store.

@@ -46,17 +46,20 @@ TEST(ReferenceDateTest, FormatsUtcStampsWithoutRoundingUp) {
     system_clock::time_point instant;
     const char* compact;
     const char* iso;
+    const char* isoMilliseconds;
   } cases[] = {
-      {sys_days{year{2026} / 11 / 21} + hours(5) + minutes(46) + milliseconds(999), "20261121-054600",
-       "2026-11-21T05:46:00Z"},
+      {sys_days{year{2026} / 11 / 21} + hours(5) + minutes(46) + milliseconds(999) + microseconds(900),
+       "20261121-054600", "2026-11-21T05:46:00Z", "2026-11-21T05:46:00.999Z"},
       {sys_days{year{2024} / 2 / 29} + hours(23) + minutes(59) + seconds(59), "20240229-235959",
-       "2024-02-29T23:59:59Z"},
-      {system_clock::time_point{} - milliseconds(500), "19691231-235959", "1969-12-31T23:59:59Z"},
+       "2024-02-29T23:59:59Z", "2024-02-29T23:59:59.000Z"},
+      {system_clock::time_point{} - milliseconds(500), "19691231-235959", "1969-12-31T23:59:59Z",
+       "1969-12-31T23:59:59.500Z"},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.iso);
     EXPECT_EQ(formatUtc(c.instant, UtcFormat::compact), c.compact);
     EXPECT_EQ(formatUtc(c.instant, UtcFormat::iso8601), c.iso);
+    EXPECT_EQ(formatUtc(c.instant, UtcFormat::rfc3339), c.isoMilliseconds);
   }
 }
 
