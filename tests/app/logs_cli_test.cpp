@@ -104,9 +104,12 @@ TEST_F(LogsCliTest, PrintsEveryEntryInOrderToAReaderSlowerThanTheLog) {
     for (std::size_t end; (end = partial.find('\n', start)) != std::string::npos; start = end + 1) {
       const auto line = std::string_view(partial).substr(start, end - start);
       if (!line.starts_with("{\"id\":")) continue;  // the error document that ends the output
-      const auto entry = nlohmann::json::parse(line);
-      const std::string message = entry["message"];
-      inOrder = inOrder && message.ends_with("#" + std::to_string(next)) && entry.contains("raw");
+      // Every entry by its number, and now and then the whole object (parsing each is slow in a sanitized build).
+      inOrder = inOrder && line.find("#" + std::to_string(next) + "\",\"raw\":") != std::string_view::npos;
+      if (next % 997 == 0) {
+        const auto entry = nlohmann::json::parse(line);
+        inOrder = inOrder && entry["message"].get<std::string>().ends_with("#" + std::to_string(next));
+      }
       ++next;
     }
     partial.erase(0, start);
