@@ -12,6 +12,7 @@
 //   ORVANTA_EMULATOR_LOG_COUNT       stop producing after this many events, then wait for SIGINT
 //   ORVANTA_EMULATOR_LOG_FAIL_AFTER  after this many events, print an error on stderr and exit 1
 //   ORVANTA_EMULATOR_LOG_REPLAY      a file whose bytes are written as fast as possible, then exit 0
+//   ORVANTA_EMULATOR_LOG_REPLAY_HOLD with the replay: once it is written, wait for SIGINT instead of exiting
 #include <fcntl.h>
 #include <signal.h>
 #include <unistd.h>
@@ -116,7 +117,7 @@ std::string event(std::size_t index, const std::vector<Process>& processes, cons
   }
 }
 
-int replay(const char* path) {
+int replay(const char* path, bool hold) {
   const int fd = ::open(path, O_RDONLY | O_CLOEXEC);
   if (fd < 0) return 1;
   std::vector<char> buffer(1 << 20);
@@ -126,6 +127,7 @@ int replay(const char* path) {
     if (!writeOut(buffer.data(), static_cast<std::size_t>(got))) break;
   }
   ::close(fd);
+  while (hold && !gStreamInterrupted) std::this_thread::sleep_for(std::chrono::milliseconds(10));
   return 0;
 }
 
@@ -170,7 +172,10 @@ int spawn(Invocation& call) {
   sigemptyset(&action.sa_mask);
   ::sigaction(SIGINT, &action, nullptr);
 
-  if (const char* path = std::getenv("ORVANTA_EMULATOR_LOG_REPLAY"); path && *path) return replay(path);
+  if (const char* path = std::getenv("ORVANTA_EMULATOR_LOG_REPLAY"); path && *path) {
+    const char* hold = std::getenv("ORVANTA_EMULATOR_LOG_REPLAY_HOLD");
+    return replay(path, hold != nullptr && *hold != '\0');
+  }
 
   const std::string runtimeRoot = "/Library/Developer/CoreSimulator/Volumes/iOS_22A3351/Library/Developer/CoreSimulator/"
                                   "Profiles/Runtimes/iOS 18.0.simruntime/Contents/Resources/RuntimeRoot";

@@ -284,6 +284,9 @@ std::string LineFramer::decode(std::string_view bytes, bool truncated) {
     appendUtf8Lossy(line, bytes);
   }
   if (truncated) line.append(truncationMarker);
+  // Repaired bytes take more room than they did (three for each ill-formed one): the promised spare
+  // capacity is made good after the fact.
+  if (line.capacity() < line.size() + lineSpareCapacity) line.reserve(line.size() + lineSpareCapacity);
   return line;
 }
 
