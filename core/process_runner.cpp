@@ -286,11 +286,13 @@ class ProcessIoLoop {
   }
 
   // Whether to ask waitpid now. With an exit watcher only when it has fired; without one, whenever the
-  // exit is all that is still awaited or a stop is under way (the poll time-out then paces the checks).
+  // exit is all that is still awaited, a stop is under way, or the run ends at the child's exit (a
+  // background copy may hold the pipes open for ever); the poll time-out then paces the checks.
   bool shouldCheckExit() const {
     if (exitWatcher_) return exitWatcherFired_;
     const auto& e = execution_;
-    return (e.stdoutFinished_ && e.stderrFinished_) || e.stopReason_ || e.abandoned_ || e.overBudget_;
+    return (e.stdoutFinished_ && e.stderrFinished_) || e.stopReason_ || e.abandoned_ || e.overBudget_ ||
+           e.endAtExit;
   }
 
   void reapIfEnded() {
