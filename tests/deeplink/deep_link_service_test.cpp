@@ -139,6 +139,13 @@ TEST(DeepLinkFavorites, Rules) {
   ASSERT_TRUE(renamed);
   EXPECT_EQ(store.favorites()[0].label, "Mail");
   EXPECT_EQ(store.matching("MYAPP://inbox").size(), 1u);
+  // A label stands for one favourite: a second one is refused, empty labels are not labels.
+  EXPECT_EQ(store.add("myapp://mail", " Mail").error().description(), "Another favorite is already labelled \"Mail\".");
+  EXPECT_TRUE(store.add("myapp://unlabelled", ""));
+  auto other = store.matching("myapp://unlabelled").front();
+  EXPECT_EQ(store.relabel(other.id, "Mail").error().kind, Case::labelTaken);
+  EXPECT_TRUE(store.relabel(inbox->id, "Mail"));
+  ASSERT_TRUE(store.remove(other.id));
   EXPECT_EQ(store.matching(inbox->id).front().urlString, "myapp://inbox");
   EXPECT_TRUE(store.matching("nothing").empty());
 

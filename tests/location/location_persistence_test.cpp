@@ -82,6 +82,9 @@ TEST_F(LocationPersistenceTest, PresetRulesAndTheLimitOfOneHundred) {
   EXPECT_EQ(refusal(presets.rename(office->id, "")), Case::emptyLabel);
   EXPECT_EQ(refusal(presets.rename(missing, "X")), Case::presetNotFound);
   EXPECT_EQ(refusal(presets.update(home->id, "Home", {48.1, 11.5})), Case::duplicatePreset);  // onto another preset
+  EXPECT_EQ(refusal(presets.add("Home", {1, 2})), Case::presetLabelTaken);  // a label names one preset
+  EXPECT_EQ(refusal(presets.rename(office->id, " Home ")), Case::presetLabelTaken);
+  EXPECT_EQ(presets.rename(home->id, "Home").value_or(LocationPreset{}), *home);  // its own label is no clash
   EXPECT_EQ(refusal(presets.remove(missing)), Case::presetNotFound);
   EXPECT_EQ(refusal(presets.remove("Office")), Case::presetNotFound);           // not a UUID
   EXPECT_EQ(presets.presets(), (std::vector<LocationPreset>{*office, *home}));  // refusals change nothing
@@ -93,7 +96,7 @@ TEST_F(LocationPersistenceTest, PresetRulesAndTheLimitOfOneHundred) {
   EXPECT_EQ(presets.remove(lower)->label, "Office 2");
   EXPECT_EQ(presets.presets(), std::vector<LocationPreset>{*home});
 
-  for (int i = 1; i < 100; ++i) ASSERT_TRUE(presets.add("P", {0, 0.01 * i}).has_value()) << i;
+  for (int i = 1; i < 100; ++i) ASSERT_TRUE(presets.add("P" + std::to_string(i), {0, 0.01 * i}).has_value()) << i;
   auto refused = presets.add("One too many", {1, 1});
   ASSERT_FALSE(refused.has_value());
   EXPECT_EQ(refused.error().description(),

@@ -32,6 +32,12 @@ DeepLinkError DeepLinkError::clipboardFailed(std::string reason) {
   return error;
 }
 
+DeepLinkError DeepLinkError::labelTaken(std::string label) {
+  DeepLinkError error(Case::labelTaken);
+  error.label = std::move(label);
+  return error;
+}
+
 std::string DeepLinkError::description() const {
   switch (kind) {
     case Case::simctlFailed: return "Couldn't send the URL to the simulator.";
@@ -49,6 +55,7 @@ std::string DeepLinkError::description() const {
     case Case::favoriteLimitReached:
       return fmt::format("Orvanta keeps at most {} deep-link favorites. Remove one before adding another.",
                          maximumDeepLinkFavorites);
+    case Case::labelTaken: return "Another favorite is already labelled \"" + label + "\".";
   }
   return {};
 }
@@ -68,6 +75,7 @@ std::string_view DeepLinkError::caseName() const {
     case Case::favoriteNotFound: return "favoriteNotFound";
     case Case::duplicateFavorite: return "duplicateFavorite";
     case Case::favoriteLimitReached: return "favoriteLimitReached";
+    case Case::labelTaken: return "labelTaken";
   }
   return {};
 }

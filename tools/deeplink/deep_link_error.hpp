@@ -35,12 +35,14 @@ struct DeepLinkError {
     favoriteNotFound,       // "That favorite no longer exists."
     duplicateFavorite,      // "This URL is already a favorite."
     favoriteLimitReached,   // "Orvanta keeps at most 100 deep-link favorites. Remove one before adding another."
+    labelTaken,             // "Another favorite is already labelled \"<label>\"."
   };
 
   Case kind = Case::simctlFailed;
   std::string stderr;                           // simctlFailed, noHandler: simctl's diagnostic; clipboardFailed: the reason
   std::optional<std::int32_t> status;           // simctlFailed, noHandler: simctl's exit status, when it ran
   std::optional<DeepLinkLaunchResult> opened;   // persistenceFailed: the open that succeeded before the write failed
+  std::string label;                            // labelTaken: the label another favorite has
 
   DeepLinkError() = default;
   explicit DeepLinkError(Case kind_) : kind(kind_) {}
@@ -49,6 +51,7 @@ struct DeepLinkError {
   static DeepLinkError noHandler(std::string stderrText, std::int32_t status);
   static DeepLinkError persistenceFailed(std::optional<DeepLinkLaunchResult> opened = std::nullopt);
   static DeepLinkError clipboardFailed(std::string reason);
+  static DeepLinkError labelTaken(std::string label);
 
   // The exact user-facing sentence (the payload is not part of it).
   [[nodiscard]] std::string description() const;

@@ -22,6 +22,15 @@ std::optional<std::string> stringField(const Json& json, const char* key) {
 
 std::string trimmedLabel(std::string_view label) { return std::string(trimDeepLinkWhitespace(label)); }
 
+// Labels are optional, but a label names one favourite only, so that it can stand for the id.
+bool labelUsedElsewhere(const std::vector<DeepLinkFavorite>& favorites, const std::string& label,
+                        const std::optional<std::string>& exceptId) {
+  if (label.empty()) return false;
+  return std::any_of(favorites.begin(), favorites.end(), [&](const DeepLinkFavorite& favorite) {
+    return favorite.label == label && (!exceptId || favorite.id != *exceptId);
+  });
+}
+
 std::vector<DeepLinkFavorite> decodeFavorites(const Json& array) {
   return decodeSettingsItems<DeepLinkFavorite>(array, DeepLinkFavoriteCodec::decode);
 }
@@ -94,6 +103,8 @@ expected<DeepLinkFavorite, DeepLinkError> DeepLinkFavoriteStore::add(std::string
     if (std::any_of(favorites.begin(), favorites.end(),
                     [&](const DeepLinkFavorite& old) { return old.urlString == favorite.urlString; })) {
       refused = DeepLinkError(Case::duplicateFavorite);
+    } else if (labelUsedElsewhere(favorites, favorite.label, std::nullopt)) {
+      refused = DeepLinkError::labelTaken(favorite.label);
     } else if (favorites.size() >= maximumDeepLinkFavorites) {
       refused = DeepLinkError(Case::favoriteLimitReached);
     }
@@ -109,16 +120,23 @@ expected<DeepLinkFavorite, DeepLinkError> DeepLinkFavoriteStore::add(std::string
 expected<DeepLinkFavorite, DeepLinkError> DeepLinkFavoriteStore::relabel(std::string_view id, std::string_view label) {
   const auto wanted = parseUUID(id);
   std::optional<DeepLinkFavorite> changed;
+  std::optional<DeepLinkError> refused;
   auto written = list_.update([&](Json stored) {
     auto favorites = decodeFavorites(stored);
     auto found = std::find_if(favorites.begin(), favorites.end(),
                               [&](const DeepLinkFavorite& favorite) { return wanted && favorite.id == *wanted; });
     if (found == favorites.end()) return stored;
-    found->label = trimmedLabel(label);
+    auto newLabel = trimmedLabel(label);
+    if (labelUsedElsewhere(favorites, newLabel, found->id)) {
+      refused = DeepLinkError::labelTaken(std::move(newLabel));
+      return stored;
+    }
+    found->label = std::move(newLabel);
     changed = *found;
     return encodeFavorites(favorites);
   });
   if (!written) return unexpected(DeepLinkError::persistenceFailed());
+  if (refused) return unexpected(*refused);
   if (!changed) return unexpected(DeepLinkError(Case::favoriteNotFound));
   return *changed;
 }

@@ -115,6 +115,16 @@ expected<LocationHistoryEntry, LocationSimulationError> LocationHistoryStore::re
 
 // ---- LocationPresetStore -----------------------------------------------------------------------------
 
+namespace {
+// A label names one preset only, so that commands can take it in place of the id.
+bool labelUsedElsewhere(const std::vector<LocationPreset>& presets, const std::string& label,
+                        std::string_view exceptId) {
+  return std::any_of(presets.begin(), presets.end(), [&](const LocationPreset& preset) {
+    return preset.label == label && preset.id != exceptId;
+  });
+}
+}  // namespace
+
 std::vector<LocationPreset> LocationPresetStore::presets() const {
   return decodeAll<LocationPreset>(persistence_.load(), presetFromJson);
 }
@@ -130,6 +140,8 @@ expected<LocationPreset, LocationSimulationError> LocationPresetStore::add(std::
     if (std::any_of(presets.begin(), presets.end(),
                     [&](const LocationPreset& old) { return sameCoordinate(old.coordinate, coordinate); })) {
       refused = LocationSimulationError(Case::duplicatePreset);
+    } else if (labelUsedElsewhere(presets, preset.label, {})) {
+      refused = LocationSimulationError::presetLabelTaken(preset.label);
     } else if (presets.size() >= maximumLocationPresets) {
       refused = LocationSimulationError(Case::presetLimitReached);
     }
@@ -159,6 +171,8 @@ expected<LocationPreset, LocationSimulationError> LocationPresetStore::edit(
                  return other.id != found->id && sameCoordinate(other.coordinate, *coordinate);
                })) {
       refused = LocationSimulationError(Case::duplicatePreset);
+    } else if (labelUsedElsewhere(presets, std::string(name), found->id)) {
+      refused = LocationSimulationError::presetLabelTaken(std::string(name));
     }
     if (refused) return stored;
     found->label = std::string(name);

@@ -70,6 +70,12 @@ LocationSimulationError LocationSimulationError::routeTooManyPoints(std::int64_t
   return error;
 }
 
+LocationSimulationError LocationSimulationError::presetLabelTaken(std::string label) {
+  LocationSimulationError error(Case::presetLabelTaken);
+  error.name = std::move(label);
+  return error;
+}
+
 LocationSimulationError LocationSimulationError::scenarioUnavailable(std::string name) {
   LocationSimulationError error(Case::scenarioUnavailable);
   error.name = std::move(name);
@@ -123,6 +129,7 @@ std::string LocationSimulationError::description() const {
     case Case::emptyLabel: return "Enter a name for the preset.";
     case Case::duplicatePreset: return "These coordinates already have a preset. Edit the existing preset instead.";
     case Case::presetNotFound: return "This preset no longer exists.";
+    case Case::presetLabelTaken: return "Another preset is already labelled \"" + name + "\".";
     case Case::gpxUnreadable: return "The GPX file could not be read.";
     case Case::gpxMalformedXML: return "The file is not well-formed XML, so it can't be a valid GPX file.";
     case Case::gpxUnsupportedFormat:
@@ -168,6 +175,7 @@ std::string_view LocationSimulationError::caseName() const {
     case Case::emptyLabel: return "emptyLabel";
     case Case::duplicatePreset: return "duplicatePreset";
     case Case::presetNotFound: return "presetNotFound";
+    case Case::presetLabelTaken: return "presetLabelTaken";
     case Case::gpxUnreadable: return "gpxUnreadable";
     case Case::gpxMalformedXML: return "gpxMalformedXML";
     case Case::gpxUnsupportedFormat: return "gpxUnsupportedFormat";

@@ -59,7 +59,8 @@ struct LocationSimulationError {
     speedOutOfRange,
     routeDataUnavailable,
     simulatorBusy,      // the mutation gate refused: another operation holds the simulator; nothing was sent
-    presetLimitReached  // adding a preset beyond maximumLocationPresets
+    presetLimitReached,  // adding a preset beyond maximumLocationPresets
+    presetLabelTaken     // another preset has this label (`name`): a label names one preset only
   };
 
   Case kind = Case::gpxMalformedXML;
@@ -70,7 +71,7 @@ struct LocationSimulationError {
   GPXPointProblem problem = GPXPointProblem::missingLatitude;  // gpxInvalidPoint
   std::int64_t count = 0;                         // routeTooManyPoints
   std::int64_t maximum = 0;                       // routeTooManyPoints
-  std::string name;                               // scenarioUnavailable
+  std::string name;                               // scenarioUnavailable; presetLabelTaken: the label
   std::string reason;                             // scenariosUnavailable
   std::string holder;                             // simulatorBusy: who holds it ("scenario (pid 4242)")
 
@@ -85,6 +86,7 @@ struct LocationSimulationError {
   static LocationSimulationError scenarioUnavailable(std::string name);
   static LocationSimulationError scenariosUnavailable(std::string reason);
   static LocationSimulationError simulatorBusy(std::string holder);
+  static LocationSimulationError presetLabelTaken(std::string label);
 
   // The exact user-facing sentence, e.g. "Point 12: missing lat attribute.".
   [[nodiscard]] std::string description() const;
