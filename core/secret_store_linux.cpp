@@ -3,13 +3,13 @@
 //
 // libsecret is loaded when a secret is first used, not when the program starts: with it come GLib, GIO
 // and a score of other libraries whose loading would otherwise dominate the start of every command.
-#include <dlfcn.h>
 #include <libsecret/secret.h>
 
 #include <type_traits>
 #include <string>
 
 #include "core/secret_store.hpp"
+#include "support/loaded_library.hpp"
 
 namespace orvanta {
 namespace {
@@ -29,18 +29,11 @@ struct Libsecret {
 // threads and types cannot be unloaded).
 const expected<Libsecret, std::string>& libsecret() {
   static const expected<Libsecret, std::string> loaded = []() -> expected<Libsecret, std::string> {
-    void* handle = ::dlopen(kLibraryName, RTLD_NOW | RTLD_LOCAL);
-    if (handle == nullptr) {
-      const char* message = ::dlerror();
-      return unexpected(std::string("The Secret Service library could not be loaded: ") +
-                        (message != nullptr ? message : kLibraryName));
-    }
+    auto library = LoadedLibrary::open(kLibraryName);
+    if (!library) return unexpected("The Secret Service library could not be loaded: " + library.error());
     Libsecret functions;
     bool complete = true;
-    auto find = [&](auto& function, const char* name) {
-      function = reinterpret_cast<std::remove_reference_t<decltype(function)>>(::dlsym(handle, name));
-      complete = complete && function != nullptr;
-    };
+    auto find = [&](auto& function, const char* name) { complete = library->find(function, name) && complete; };
     find(functions.lookup, "secret_password_lookup_sync");
     find(functions.store, "secret_password_store_sync");
     find(functions.clear, "secret_password_clear_sync");

@@ -1,7 +1,6 @@
 // HMAC-SHA-256 from OpenSSL's libcrypto, loaded the first time a digest is asked for: the library is
 // large, and loading it at start (its relocations and initialisers) would cost every command about a
 // millisecond, while only the pasteboard's fingerprints use it.
-#include <dlfcn.h>
 #include <openssl/evp.h>
 #include <openssl/hmac.h>
 #include <openssl/opensslv.h>
@@ -11,6 +10,7 @@
 #include <string>
 
 #include "support/hmac_sha256.hpp"
+#include "support/loaded_library.hpp"
 
 namespace orvanta {
 namespace {
@@ -30,30 +30,25 @@ struct Libcrypto {
   }
 };
 
-template <class Function>
-void find(void* handle, Function& into, const char* name) {
-  into = reinterpret_cast<Function>(::dlsym(handle, name));
-}
-
 // The library stays loaded until the program ends. Without it no digest can be made, and a wrong one
 // must never be returned: the program ends, saying why.
 const Libcrypto& libcrypto() {
   static const Libcrypto loaded = [] {
     const std::string name = "libcrypto.so." + std::to_string(OPENSSL_SHLIB_VERSION);
     Libcrypto functions;
-    if (void* handle = ::dlopen(name.c_str(), RTLD_NOW | RTLD_LOCAL)) {
-      find(handle, functions.hmac, "HMAC");
-      find(handle, functions.sha256, "EVP_sha256");
-      find(handle, functions.contextNew, "EVP_MD_CTX_new");
-      find(handle, functions.contextFree, "EVP_MD_CTX_free");
-      find(handle, functions.digestInit, "EVP_DigestInit_ex");
-      find(handle, functions.digestUpdate, "EVP_DigestUpdate");
-      find(handle, functions.digestFinal, "EVP_DigestFinal_ex");
+    auto library = LoadedLibrary::open(name);
+    if (library) {
+      library->find(functions.hmac, "HMAC");
+      library->find(functions.sha256, "EVP_sha256");
+      library->find(functions.contextNew, "EVP_MD_CTX_new");
+      library->find(functions.contextFree, "EVP_MD_CTX_free");
+      library->find(functions.digestInit, "EVP_DigestInit_ex");
+      library->find(functions.digestUpdate, "EVP_DigestUpdate");
+      library->find(functions.digestFinal, "EVP_DigestFinal_ex");
     }
     if (!functions.complete()) {
-      const char* message = ::dlerror();
       std::fprintf(stderr, "orvanta: %s could not be loaded: %s\n", name.c_str(),
-                   message != nullptr ? message : "a digest function is missing");
+                   library ? "a digest function is missing" : library.error().c_str());
       std::abort();
     }
     return functions;

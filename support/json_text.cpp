@@ -1,5 +1,6 @@
 #include "support/json_text.hpp"
 
+#include <algorithm>
 #include <array>
 #include <bit>
 #include <cstdint>
@@ -17,9 +18,9 @@ std::string plainJsonMessage(std::string_view what) {
   return std::string(what);
 }
 
-std::optional<std::string> jsonLimitProblem(std::string_view text, std::size_t maxDepth, std::size_t maxBytes) {
-  if (text.size() > maxBytes) return "the document is larger than " + budgetText(maxBytes);
+std::size_t jsonNestingDepth(std::string_view text, std::size_t limit) noexcept {
   std::size_t depth = 0;
+  std::size_t deepest = 0;
   bool inString = false;
   for (std::size_t i = 0; i < text.size(); ++i) {
     const char c = text[i];
@@ -35,7 +36,8 @@ std::optional<std::string> jsonLimitProblem(std::string_view text, std::size_t m
       case '"': inString = true; break;
       case '[':
       case '{':
-        if (++depth > maxDepth) return "the document nests deeper than " + std::to_string(maxDepth) + " levels";
+        deepest = std::max(deepest, ++depth);
+        if (deepest > limit) return deepest;
         break;
       case ']':
       case '}':
@@ -43,6 +45,14 @@ std::optional<std::string> jsonLimitProblem(std::string_view text, std::size_t m
         break;
       default: break;
     }
+  }
+  return deepest;
+}
+
+std::optional<std::string> jsonLimitProblem(std::string_view text, std::size_t maxDepth, std::size_t maxBytes) {
+  if (text.size() > maxBytes) return "the document is larger than " + budgetText(maxBytes);
+  if (jsonNestingDepth(text, maxDepth) > maxDepth) {
+    return "the document nests deeper than " + std::to_string(maxDepth) + " levels";
   }
   return std::nullopt;
 }

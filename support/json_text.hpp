@@ -35,6 +35,10 @@ inline constexpr std::size_t maximumJsonDepth = 64;
 // The largest JSON text we parse at all; readers with a purpose have smaller budgets of their own.
 inline constexpr std::size_t maximumJsonBytes = 64 * 1024 * 1024;
 
+// How deep `text` nests arrays and objects (strings skipped), counting no further than one beyond
+// `limit`. One pass over the bytes; it validates nothing else.
+[[nodiscard]] std::size_t jsonNestingDepth(std::string_view text, std::size_t limit) noexcept;
+
 // Why `text` is beyond the limits ("the document nests deeper than 64 levels"), or nullopt. One pass over
 // the bytes, strings skipped; it does not validate anything else.
 [[nodiscard]] std::optional<std::string> jsonLimitProblem(std::string_view text, std::size_t maxDepth = maximumJsonDepth,

@@ -12,6 +12,7 @@
 #include "support/atomic_file.hpp"
 #include "support/file_copy.hpp"
 #include "support/json_text.hpp"
+#include "support/json_text.hpp"
 #include "support/private_directory.hpp"
 #include "support/reference_date.hpp"
 #include "support/utf8.hpp"

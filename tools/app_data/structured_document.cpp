@@ -149,32 +149,6 @@ Json typedJsonValue(const Json& value) {
   }
 }
 
-std::size_t jsonNestingDepth(std::string_view text, std::size_t limit) noexcept {
-  std::size_t depth = 0;
-  std::size_t deepest = 0;
-  bool inString = false;
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    const char c = text[i];
-    if (inString) {
-      if (c == '\\') {
-        ++i;
-      } else if (c == '"') {
-        inString = false;
-      }
-      continue;
-    }
-    if (c == '"') {
-      inString = true;
-    } else if (c == '[' || c == '{') {
-      deepest = std::max(deepest, ++depth);
-      if (deepest > limit) return deepest;
-    } else if ((c == ']' || c == '}') && depth > 0) {
-      --depth;
-    }
-  }
-  return deepest;
-}
-
 expected<StructuredDocument, std::string> readStructuredDocument(std::string_view bytes, bool asJson) {
   if (bytes.size() > structuredDocumentMaxBytes) {
     return unexpected(fmt::format("The document is larger than {} bytes.", structuredDocumentMaxBytes));

@@ -20,6 +20,7 @@
 #include <nlohmann/json.hpp>
 
 #include "support/expected.hpp"
+#include "support/json_text.hpp"
 #include "support/property_list.hpp"
 
 namespace orvanta {
@@ -50,9 +51,6 @@ struct StructuredDocument {
 [[nodiscard]] nlohmann::json typedValue(const PropertyListValue& value);
 // The typed tree of a JSON value.
 [[nodiscard]] nlohmann::json typedJsonValue(const nlohmann::json& value);
-
-// The deepest nesting of arrays and objects in JSON text (strings skipped), counted only up to `limit`+1.
-[[nodiscard]] std::size_t jsonNestingDepth(std::string_view text, std::size_t limit) noexcept;
 
 // A typed tree as indented lines for people: "name (type): value" for scalars, "name (type, N items)"
 // for containers followed by their members two spaces deeper; text values quoted. Control characters
