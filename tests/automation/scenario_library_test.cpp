@@ -141,7 +141,7 @@ TEST_F(ScenarioLibraryTest, OtherSchemaVersionsAndItemsThatDoNotDecodeAreKeptInP
   auto library = load();
   ASSERT_EQ(library.entries.size(), 4u);
   EXPECT_EQ(library.entries[0], ScenarioLibrary::Entry::unsupported("AAAAAAAA-0000-4000-8000-000000000002", 2));
-  EXPECT_EQ(library.entries[1].scenario.name, "A");
+  EXPECT_EQ(library.entries[1].record.name, "A");
   EXPECT_EQ(library.entries[2].id(), "BBBBBBBB-0000-4000-8000-000000000000");
   EXPECT_TRUE(library.entries[2].message().starts_with("This scenario could not be read (")) << library.entries[2].message();
   EXPECT_EQ(library.entries[3], ScenarioLibrary::Entry::unsupported("AAAAAAAA-0000-4000-8000-000000000000", 0));
@@ -196,7 +196,7 @@ TEST_F(ScenarioLibraryTest, OperationsAndTheirFailures) {
   ASSERT_TRUE(updated);
   EXPECT_EQ(updated->createdAt, at(10));
   EXPECT_EQ(updated->updatedAt, at(2000));
-  EXPECT_EQ(library.entries[0].scenario, *updated);
+  EXPECT_EQ(library.entries[0].record, *updated);
 
   auto copy = library.duplicate(a.id);
   ASSERT_TRUE(copy);
@@ -205,7 +205,7 @@ TEST_F(ScenarioLibraryTest, OperationsAndTheirFailures) {
   EXPECT_EQ(copyOfCopy->name, "A2 Copy Copy");
   EXPECT_EQ(copyOfCopy->createdAt, at(2000));
   std::vector<std::string> names;
-  for (const auto& entry : library.entries) names.push_back(entry.scenario.name);
+  for (const auto& entry : library.entries) names.push_back(entry.record.name);
   EXPECT_EQ(names, (std::vector<std::string>{"A2", "A2 Copy", "A2 Copy Copy", "B"}));
 
   ASSERT_TRUE(library.reorder({b.id, copyOfCopy->id, a.id, copy->id}));
