@@ -7,7 +7,9 @@
 
 #include <nlohmann/json.hpp>
 
+#include "automation/scenario_executor.hpp"
 #include "automation/scenario_model.hpp"
+#include "automation/workspace_store.hpp"
 
 namespace orvanta {
 
@@ -17,5 +19,12 @@ namespace orvanta {
 // A scenario as results show it: the library's item with its dates as jsonDate text instead of the file's
 // seconds since 2001.
 [[nodiscard]] nlohmann::json scenarioJson(const ScenarioDefinition& scenario);
+
+// A workspace as results show it: the store's item, with its dates as jsonDate text.
+[[nodiscard]] nlohmann::json workspaceJson(const Workspace& workspace);
+
+// The result of a run (a scenario's, a restored workspace's): {"summary", "stepResults": [{"id", "title",
+// "startedAt"?, "duration"?, "outcome", "message"?}]}.
+[[nodiscard]] nlohmann::json scenarioResultJson(const ScenarioResult& result);
 
 }  // namespace orvanta

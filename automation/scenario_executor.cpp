@@ -3,6 +3,7 @@
 #include <array>
 #include <cstdio>
 
+#include "core/simulator_lifecycle_service.hpp"
 #include "tools/controls/simulator_controls_readback.hpp"
 #include "tools/location/location_entry.hpp"
 
@@ -70,7 +71,8 @@ std::string formatSpeed(double metresPerSecond) {
 }  // namespace
 
 ScenarioExecutor::ScenarioExecutor(ScenarioExecutorEnvironment environment)
-    : controls_(environment.client),
+    : client_(environment.client),
+      controls_(environment.client),
       location_(locationEnvironment(environment, stepGate_)),
       routes_(locationEnvironment(environment, stepGate_), environment.routeLibrary),
       privacy_(environment.client, stepGate_),
@@ -85,8 +87,9 @@ ScenarioExecutor::ScenarioExecutor(ScenarioExecutorEnvironment environment)
 expected<ScenarioResult, ScenarioStepError> ScenarioExecutor::execute(const ScenarioExecutionPlan& plan,
                                                                       SimulatorMutationGate* gate,
                                                                       const Progress& progress,
-                                                                      orvanta::stop_token stop) {
-  auto hold = SimulatorGateHold::take(gate, plan.simulatorUDID, gate_labels::scenario);
+                                                                      orvanta::stop_token stop,
+                                                                      std::string_view gateLabel) {
+  auto hold = SimulatorGateHold::take(gate, plan.simulatorUDID, gateLabel);
   if (!hold) return unexpected(ScenarioStepError{std::string(gate_messages::appData)});
 
   ScenarioResult result;
@@ -94,6 +97,7 @@ expected<ScenarioResult, ScenarioStepError> ScenarioExecutor::execute(const Scen
   for (const auto& step : plan.steps) {
     result.stepResults.push_back({step.id, step.kind.title(), std::nullopt, std::nullopt, Outcome::of(OutcomeCase::pending)});
   }
+  SimulatorDevice device = plan.simulator;
   auto report = [&](std::size_t index) {
     if (progress) progress(index, result.stepResults[index]);
   };
@@ -110,7 +114,7 @@ expected<ScenarioResult, ScenarioStepError> ScenarioExecutor::execute(const Scen
     stepResult.outcome = Outcome::of(OutcomeCase::running);
     report(index);
     const auto started = std::chrono::steady_clock::now();
-    stepResult.outcome = runStep(plan, plan.steps[index]);
+    stepResult.outcome = runStep(plan, device, plan.steps[index]);
     stepResult.duration = std::chrono::duration<double>(std::chrono::steady_clock::now() - started).count();
     report(index);
     if (stepResult.outcome.kind == OutcomeCase::failed) {
@@ -124,9 +128,10 @@ expected<ScenarioResult, ScenarioStepError> ScenarioExecutor::execute(const Scen
   return result;
 }
 
-ScenarioStepOutcome ScenarioExecutor::runStep(const ScenarioExecutionPlan& plan, const ScenarioPlanStep& step) {
+ScenarioStepOutcome ScenarioExecutor::runStep(const ScenarioExecutionPlan& plan, SimulatorDevice& device,
+                                              const ScenarioPlanStep& step) {
   const auto& resolved = step.resolved;
-  const auto target = SimulatorTargetStatus::selected(plan.simulator);
+  const auto target = SimulatorTargetStatus::selected(device);
   const std::string& udid = plan.simulatorUDID;
   // A step that has started runs to its end: it gets no stop token of the run's.
   auto perform = [&](const ControlsAction& action) { return controls_.perform(target, action); };
@@ -155,6 +160,22 @@ ScenarioStepOutcome ScenarioExecutor::runStep(const ScenarioExecutionPlan& plan,
       }
       return readBack(ControlsAction::Case::queryContentSize, "text size", rawValue(resolved.contentSize),
                       "Text size set to " + displayName(resolved.contentSize) + ".");
+    }
+    case Step::setIncreasedContrast: {
+      if (auto done = perform(ControlsAction::setIncreaseContrast(resolved.increasedContrast)); !done) {
+        return Outcome::failed(done.error().description());
+      }
+      return readBack(ControlsAction::Case::queryIncreaseContrast, "increased contrast",
+                      resolved.increasedContrast ? "enabled" : "disabled",
+                      resolved.increasedContrast ? "Increased contrast turned on." : "Increased contrast turned off.");
+    }
+    case Step::bootSimulator: {
+      // The run already holds the simulator, so the boot takes no gate of its own.
+      SimulatorLifecycleService lifecycle(client_, nullptr);
+      auto booted = lifecycle.boot(device);
+      if (!booted) return Outcome::failed(booted.error().description());
+      device = booted->device;
+      return Outcome::succeeded(booted->alreadyDone ? "Was already booted." : "Booted.");
     }
     case Step::setStatusBarOverride: {
       if (auto done = perform(ControlsAction::applyStatusBarOverride(resolved.statusBarOverride)); !done) {

@@ -5,7 +5,8 @@
 // rolled back. Cancellation is cooperative: a step that has started runs to its end, and a stop request
 // is seen before the next step, which and all after it become `cancelled`.
 //
-// Settings that simctl can read back (appearance, text size, the status bar) are read back after they are
+// A boot step boots the simulator (waiting until it is listed as Booted) for the steps after it.
+// Settings that simctl can read back (appearance, contrast, text size, the status bar) are read back after they are
 // set; a reading that disagrees fails the step with the controls' not-confirmed sentence.
 //
 // The gate: a run holds the simulator's shared mutation gate under "scenario" from its first step to its
@@ -97,17 +98,21 @@ class ScenarioExecutor {
   // Called with the step's index and result when it starts running and when it has its final outcome.
   using Progress = std::function<void(std::size_t index, const ScenarioStepResult& result)>;
 
-  // Runs `plan` under the shared `gate` (null: none). Refused with the gate's busy sentence when another
+  // Runs `plan` under the shared `gate` (null: none), held under `gateLabel` ("scenario", or
+  // "workspace-restore" for a restored workspace). Refused with the gate's busy sentence when another
   // operation holds the simulator; otherwise the result of every step.
   [[nodiscard]] expected<ScenarioResult, ScenarioStepError> execute(const ScenarioExecutionPlan& plan,
                                                                     SimulatorMutationGate* gate,
                                                                     const Progress& progress,
-                                                                    orvanta::stop_token stop = {});
+                                                                    orvanta::stop_token stop = {},
+                                                                    std::string_view gateLabel = gate_labels::scenario);
 
  private:
-  ScenarioStepOutcome runStep(const ScenarioExecutionPlan& plan, const ScenarioPlanStep& step);
+  // `device` is the plan's simulator as it is now: a boot step updates it for the steps after it.
+  ScenarioStepOutcome runStep(const ScenarioExecutionPlan& plan, SimulatorDevice& device, const ScenarioPlanStep& step);
 
-  SimulatorMutationGate stepGate_;  // first: the services below refer to it
+  SimctlClient client_;
+  SimulatorMutationGate stepGate_;  // before the services: they refer to it
   SimulatorControlsService controls_;
   LocationSimulatorService location_;
   LocationRouteService routes_;

@@ -13,10 +13,10 @@ using Case = ScenarioStepKind::Case;
 
 namespace {
 
-constexpr std::array<std::string_view, 13> caseNames{
+constexpr std::array<std::string_view, 15> caseNames{
     "setAppearance", "setContentSize", "setStatusBarOverride", "clearStatusBarOverrides", "setLocation",
     "clearLocation", "runLocationRoute", "privacyAction", "terminateApp", "launchApp",
-    "resetAppData",  "openDeepLink",   "sendPush",
+    "resetAppData",  "openDeepLink",   "sendPush", "setIncreasedContrast", "bootSimulator",
 };
 
 ScenarioStepKind make(Case kind) {
@@ -79,6 +79,13 @@ ScenarioStepKind ScenarioStepKind::sendPush(std::string payload) {
   return step;
 }
 
+ScenarioStepKind ScenarioStepKind::setIncreasedContrast(bool enabled) {
+  auto step = make(Case::setIncreasedContrast);
+  step.increasedContrast = enabled;
+  return step;
+}
+ScenarioStepKind ScenarioStepKind::bootSimulator() { return make(Case::bootSimulator); }
+
 std::string_view ScenarioStepKind::caseName() const { return caseNames.at(static_cast<std::size_t>(kind)); }
 
 std::optional<Case> scenarioStepCaseNamed(std::string_view name) {
@@ -110,6 +117,8 @@ std::string ScenarioStepKind::title() const {
     case Case::resetAppData: return resetPermissions ? "Reset App Data (also reset permissions)" : "Reset App Data";
     case Case::openDeepLink: return "Open Deep Link";
     case Case::sendPush: return "Send Push Notification";
+    case Case::setIncreasedContrast: return std::string("Set Increased Contrast: ") + (increasedContrast ? "On" : "Off");
+    case Case::bootSimulator: return "Boot Simulator";
   }
   return {};
 }
@@ -127,21 +136,6 @@ bool ScenarioStepKind::needsApp() const {
 }
 
 // ---- JSON ----------------------------------------------------------------------------------------------
-
-std::optional<StoredEnvelope> StoredEnvelope::read(const nlohmann::json& item) {
-  if (!item.is_object()) return std::nullopt;
-  auto version = item.find("schemaVersion");
-  auto id = item.find("id");
-  if (version == item.end() || id == item.end() || !version->is_number_integer() || !id->is_string()) {
-    return std::nullopt;
-  }
-  if (version->is_number_unsigned() && version->get<std::uint64_t>() > static_cast<std::uint64_t>(INT64_MAX)) {
-    return std::nullopt;
-  }
-  auto uuid = parseUUID(id->get<std::string>());
-  if (!uuid) return std::nullopt;
-  return StoredEnvelope{version->get<std::int64_t>(), *uuid};
-}
 
 namespace {
 
@@ -180,6 +174,8 @@ expected<nlohmann::json, std::string> encodeScenarioStepKind(const ScenarioStepK
     case Case::resetAppData: payload["resetPermissions"] = step.resetPermissions; break;
     case Case::openDeepLink: payload["urlString"] = step.urlString; break;
     case Case::sendPush: payload["payload"] = step.payload; break;
+    case Case::setIncreasedContrast: payload["_0"] = step.increasedContrast; break;
+    case Case::bootSimulator:
     case Case::clearStatusBarOverrides:
     case Case::clearLocation:
     case Case::terminateApp:
@@ -337,6 +333,10 @@ expected<ScenarioStepKind, std::string> decodeScenarioStepKind(const nlohmann::j
     case Case::sendPush:
       if (auto value = reader.text("payload")) step.payload = *value;
       break;
+    case Case::setIncreasedContrast:
+      if (auto value = reader.boolean("_0")) step.increasedContrast = *value;
+      break;
+    case Case::bootSimulator:
     case Case::clearStatusBarOverrides:
     case Case::clearLocation:
     case Case::terminateApp:

@@ -9,7 +9,8 @@
 //
 // A step's kind is an object with exactly one key, the case's name, whose value holds the payload:
 // `_0` for the single unnamed value of setAppearance, setContentSize, setStatusBarOverride and setLocation,
-// named fields for the others, and an empty object for the cases without payload. UUIDs are upper-case,
+// and setIncreasedContrast (true or false), named fields for the others, and an empty object for the
+// cases without payload. UUIDs are upper-case,
 // dates are seconds since 2001-01-01 00:00:00 UTC with their fraction, and `description` is left out when
 // there is none.
 //
@@ -27,6 +28,7 @@
 #include <nlohmann/json.hpp>
 
 #include "support/expected.hpp"
+#include "support/versioned_document_store.hpp"
 #include "tools/controls/simulator_controls_types.hpp"
 #include "tools/location/location_route.hpp"
 
@@ -55,6 +57,8 @@ struct ScenarioStepKind {
     resetAppData,
     openDeepLink,
     sendPush,
+    setIncreasedContrast,
+    bootSimulator,
   };
   Case kind = Case::launchApp;
   SimulatorAppearance appearance = SimulatorAppearance::light;       // setAppearance
@@ -68,6 +72,7 @@ struct ScenarioStepKind {
   bool resetPermissions = false;                                     // resetAppData
   std::string urlString;                                             // openDeepLink, exactly as typed
   std::string payload;                                               // sendPush, exactly as typed
+  bool increasedContrast = false;                                    // setIncreasedContrast
 
   static ScenarioStepKind setAppearance(SimulatorAppearance value);
   static ScenarioStepKind setContentSize(SimulatorContentSize value);
@@ -82,6 +87,8 @@ struct ScenarioStepKind {
   static ScenarioStepKind resetAppData(bool resetPermissions);
   static ScenarioStepKind openDeepLink(std::string urlString);
   static ScenarioStepKind sendPush(std::string payload);
+  static ScenarioStepKind setIncreasedContrast(bool enabled);
+  static ScenarioStepKind bootSimulator();
 
   // The case's name, which is also its JSON key ("setAppearance").
   [[nodiscard]] std::string_view caseName() const;
@@ -94,14 +101,15 @@ struct ScenarioStepKind {
   bool operator==(const ScenarioStepKind&) const = default;
 };
 
-inline constexpr std::array<ScenarioStepKind::Case, 13> allScenarioStepCases{
+inline constexpr std::array<ScenarioStepKind::Case, 15> allScenarioStepCases{
     ScenarioStepKind::Case::setAppearance,        ScenarioStepKind::Case::setContentSize,
     ScenarioStepKind::Case::setStatusBarOverride, ScenarioStepKind::Case::clearStatusBarOverrides,
     ScenarioStepKind::Case::setLocation,          ScenarioStepKind::Case::clearLocation,
     ScenarioStepKind::Case::runLocationRoute,     ScenarioStepKind::Case::privacyAction,
     ScenarioStepKind::Case::terminateApp,         ScenarioStepKind::Case::launchApp,
     ScenarioStepKind::Case::resetAppData,         ScenarioStepKind::Case::openDeepLink,
-    ScenarioStepKind::Case::sendPush,
+    ScenarioStepKind::Case::sendPush,             ScenarioStepKind::Case::setIncreasedContrast,
+    ScenarioStepKind::Case::bootSimulator,
 };
 
 // The case named `name` (exact), if any.
@@ -122,15 +130,6 @@ struct ScenarioDefinition {
   std::chrono::system_clock::time_point createdAt;
   std::chrono::system_clock::time_point updatedAt;
   bool operator==(const ScenarioDefinition&) const = default;
-};
-
-// The minimal view of a stored item that decides how to read it.
-struct StoredEnvelope {
-  std::int64_t schemaVersion = 0;
-  std::string id;  // upper-case UUID
-
-  // Both keys readable (an integer, a UUID in any letter case); nullopt otherwise.
-  [[nodiscard]] static std::optional<StoredEnvelope> read(const nlohmann::json& item);
 };
 
 // The JSON of a step kind, of a step and of a scenario, as described above. Fails with a sentence when a

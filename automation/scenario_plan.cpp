@@ -62,10 +62,12 @@ std::optional<std::string_view> destructiveSuffix(const ScenarioStepKind& kind) 
     case Step::setLocation:
     case Step::clearLocation:
     case Step::terminateApp:
-    case Step::launchApp: return kResettable;
+    case Step::launchApp:
+    case Step::bootSimulator: return kResettable;
     case Step::runLocationRoute: return kUnverifiable;
     case Step::resetAppData: return kIrreversible;
     case Step::setAppearance:
+    case Step::setIncreasedContrast:
     case Step::setContentSize: return std::nullopt;
   }
   return std::nullopt;

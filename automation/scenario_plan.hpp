@@ -73,6 +73,7 @@ struct ScenarioResolvedStep {
   Case kind = Case::launchApp;
   SimulatorAppearance appearance = SimulatorAppearance::light;
   SimulatorContentSize contentSize = SimulatorContentSize::large;
+  bool increasedContrast = false;
   StatusBarOverride statusBarOverride;
   SimulatedLocation location;
   LocationRoute route;

@@ -25,6 +25,7 @@ StepResolution resolveScenarioStep(const ScenarioStep& step, const ScenarioWorld
   switch (kind.kind) {
     case Step::setAppearance: resolved.appearance = kind.appearance; break;
     case Step::setContentSize: resolved.contentSize = kind.contentSize; break;
+    case Step::setIncreasedContrast: resolved.increasedContrast = kind.increasedContrast; break;
     case Step::setStatusBarOverride:
       if (kind.statusBar.isEmpty()) {
         issues.push_back(Issue::forStep(IssueCase::invalidStatusBarOverride, step.id,
@@ -103,7 +104,8 @@ StepResolution resolveScenarioStep(const ScenarioStep& step, const ScenarioWorld
     case Step::clearStatusBarOverrides:
     case Step::clearLocation:
     case Step::terminateApp:
-    case Step::launchApp: break;
+    case Step::launchApp:
+    case Step::bootSimulator: break;
   }
   if (issues.empty()) resolution.resolved = std::move(resolved);
   return resolution;
@@ -178,9 +180,13 @@ expected<ScenarioPreflightOutcome, ScenarioPreflightFailure> ScenarioPreflight::
 
   const SimulatorDevice* device = findDevice(*devices, *selection.simulator);
   if (device == nullptr) return blocked(Issue::of(IssueCase::simulatorNotFound));
-  if (device->state != SimulatorState::booted) return blocked(Issue::of(IssueCase::simulatorNotBooted));
+  // A plan that boots the simulator first may start from a shut-down one; its apps can only be listed
+  // once it runs, so the app is taken as named and a launch of a missing one fails at its step.
+  const bool bootsFirst = scenario.steps.front().kind.kind == Step::bootSimulator;
+  const bool booted = device->state == SimulatorState::booted;
+  if (!booted && !bootsFirst) return blocked(Issue::of(IssueCase::simulatorNotBooted));
 
-  if (wantsApp && !knownUDID) {
+  if (wantsApp && !knownUDID && booted) {
     orvanta::jthread appsWorker([&] { queryApps(device->udid); });
     if (needsBundle) queryBundle(device->udid);
   }
@@ -193,6 +199,11 @@ expected<ScenarioPreflightOutcome, ScenarioPreflightFailure> ScenarioPreflight::
   std::vector<Issue> issues;
   if (needsApp && !selection.bundleIdentifier) {
     issues.push_back(Issue::of(IssueCase::appRequired));
+  } else if (needsApp && !booted) {
+    SimulatorApp named;
+    named.bundleIdentifier = *selection.bundleIdentifier;
+    named.displayName = *selection.bundleIdentifier;
+    world.app = std::move(named);
   } else if (needsApp) {
     if (!*apps) return unexpected(ScenarioPreflightFailure{(*apps).error().description()});
     const auto& list = **apps;

@@ -6,7 +6,7 @@
 //   1. no steps: `noSteps` alone;
 //   2. a schema version other than 1: `unsupportedSchemaVersion` alone;
 //   3. no simulator chosen: `simulatorNotSelected`; not on the fresh device list: `simulatorNotFound`; not
-//      booted: `simulatorNotBooted` (each alone);
+//      booted: `simulatorNotBooted` (each alone), unless the first step boots it;
 //   4. app steps without an app: `appRequired`; an app that is not installed: `appNotInstalled`;
 //   5. every step, all issues collected in step order.
 //

@@ -23,6 +23,7 @@ void registerCommands(CLI::App& app, CommandRegistry& registry) {
   registerScreenshotCommands(app, registry);
   registerRecordCommands(app, registry);
   registerScenarioCommands(app, registry);
+  registerWorkspaceCommands(app, registry);
   registerLifecycleCommands(app, registry);
   registerDoctorCommands(app, registry);
   registerCompletionCommands(app, registry);

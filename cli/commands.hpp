@@ -25,6 +25,7 @@ void registerRecordCommands(CLI::App& app, CommandRegistry& registry);
 void registerPushCommands(CLI::App& app, CommandRegistry& registry);
 void registerPrivacyCommands(CLI::App& app, CommandRegistry& registry);
 void registerScenarioCommands(CLI::App& app, CommandRegistry& registry);
+void registerWorkspaceCommands(CLI::App& app, CommandRegistry& registry);
 void registerLogsCommands(CLI::App& app, CommandRegistry& registry);
 void registerInputCommands(CLI::App& app, CommandRegistry& registry);
 void registerPasteboardCommands(CLI::App& app, CommandRegistry& registry);

@@ -11,6 +11,7 @@
 #include "app/result_json.hpp"
 #include "cli/command.hpp"
 #include "cli/commands.hpp"
+#include "cli/scenario_run.hpp"
 #include "app/environment.hpp"
 #include "automation/scenario_executor.hpp"
 #include "automation/scenario_junit.hpp"
@@ -48,7 +49,7 @@ expected<Entry, CommandFailure> findEntry(const ScenarioLibrary& library, const 
   std::vector<const Entry*> named;
   for (const auto& entry : library.entries) {
     if (id && entry.id() == *id) return entry;
-    if (entry.kind == Entry::Case::scenario && entry.scenario.name == nameOrID) named.push_back(&entry);
+    if (entry.kind == Entry::Case::record && entry.record.name == nameOrID) named.push_back(&entry);
   }
   if (named.size() == 1) return *named.front();
   if (named.size() > 1) {
@@ -67,7 +68,7 @@ expected<ScenarioDefinition, CommandFailure> findScenario(const ScenarioLibrary&
     return unexpected(
         CommandFailure::failure("unsupportedSchemaVersion", entry->message()));
   }
-  return entry->scenario;
+  return entry->record;
 }
 
 Json entryJson(const ScenarioLibrary& library, const Entry& entry) {
@@ -78,7 +79,7 @@ Json entryJson(const ScenarioLibrary& library, const Entry& entry) {
             {"message", entry.message()},
             {"item", library.preservedRawItems.count(entry.id()) ? library.preservedRawItems.at(entry.id()) : Json()}};
   }
-  auto json = scenarioJson(entry.scenario);
+  auto json = scenarioJson(entry.record);
   json["supported"] = true;
   return json;
 }
@@ -89,10 +90,10 @@ CommandOutcome listScenarios(CommandContext& context) {
   if (context.options.json) {
     Json array = Json::array();
     for (const auto& entry : library->entries) {
-      Json item = {{"id", entry.id()}, {"supported", entry.kind == Entry::Case::scenario}};
-      if (entry.kind == Entry::Case::scenario) {
-        item["name"] = entry.scenario.name;
-        item["stepCount"] = entry.scenario.steps.size();
+      Json item = {{"id", entry.id()}, {"supported", entry.kind == Entry::Case::record}};
+      if (entry.kind == Entry::Case::record) {
+        item["name"] = entry.record.name;
+        item["stepCount"] = entry.record.steps.size();
       } else {
         item["schemaVersion"] = entry.schemaVersion;
       }
@@ -108,9 +109,9 @@ CommandOutcome listScenarios(CommandContext& context) {
   std::size_t position = 1;
   for (const auto& entry : library->entries) {
     context.out << position++ << ". ";
-    if (entry.kind == Entry::Case::scenario) {
-      const auto count = entry.scenario.steps.size();
-      context.out << entry.scenario.name << "  (" << count << (count == 1 ? " step)  " : " steps)  ") << entry.id()
+    if (entry.kind == Entry::Case::record) {
+      const auto count = entry.record.steps.size();
+      context.out << entry.record.name << "  (" << count << (count == 1 ? " step)  " : " steps)  ") << entry.id()
                   << '\n';
     } else {
       context.out << entry.id() << "  " << entry.message() << '\n';
@@ -132,7 +133,7 @@ CommandOutcome showScenario(CommandContext& context, const std::string& nameOrID
     context.out << entry->id() << '\n' << entry->message() << '\n';
     return {};
   }
-  const auto& scenario = entry->scenario;
+  const auto& scenario = entry->record;
   context.out << scenario.name << "  " << scenario.id << '\n';
   if (scenario.description) context.out << *scenario.description << '\n';
   std::size_t number = 1;
@@ -187,8 +188,8 @@ CommandOutcome importScenarios(CommandContext& context, const std::string& sourc
     return {};
   }
   for (const auto& entry : *added) {
-    if (entry.kind == Entry::Case::scenario) {
-      context.out << "Imported \"" << entry.scenario.name << "\" (" << entry.scenario.steps.size() << " steps)  "
+    if (entry.kind == Entry::Case::record) {
+      context.out << "Imported \"" << entry.record.name << "\" (" << entry.record.steps.size() << " steps)  "
                   << entry.id() << '\n';
     } else {
       context.out << "Kept " << entry.id() << " as it is: " << entry.message()
@@ -206,7 +207,7 @@ CommandOutcome exportScenario(CommandContext& context, const std::string& nameOr
   if (!library) return unexpected(library.error());
   auto entry = findEntry(*library, nameOrID);
   if (!entry) return unexpected(entry.error());
-  Json item = entry->kind == Entry::Case::scenario ? encodeScenario(entry->scenario).value_or(Json())
+  Json item = entry->kind == Entry::Case::record ? encodeScenario(entry->record).value_or(Json())
                                                    : library->preservedRawItems[entry->id()];
   Json document = {{"formatVersion", 1}, {"items", Json::array({item})}};
   const std::string text = document.dump(2) + "\n";
@@ -253,37 +254,6 @@ struct RunOptions {
   std::string junit;
 };
 
-Json issueJson(const ScenarioPreflightIssue& issue) {
-  Json json = {{"kind", std::string(issue.caseName())}, {"message", issue.description()}};
-  if (issue.stepID) json["stepID"] = *issue.stepID;
-  return json;
-}
-
-Json planJson(const ScenarioExecutionPlan& plan) {
-  Json steps = Json::array();
-  for (const auto& step : plan.steps) {
-    steps.push_back({{"id", step.id}, {"title", step.kind.title()}, {"kind", std::string(step.kind.caseName())}});
-  }
-  Json json = {{"id", plan.id},
-               {"scenarioID", plan.scenarioID},
-               {"scenarioName", plan.scenarioName},
-               {"scenarioSchemaVersion", plan.scenarioSchemaVersion},
-               {"simulatorUDID", plan.simulatorUDID},
-               {"simulatorName", plan.simulatorName},
-               {"runtimeIdentifier", plan.runtimeIdentifier},
-               {"steps", steps}};
-  if (plan.app)
-    json["app"] = {{"bundleIdentifier", plan.app->bundleIdentifier}, {"displayName", plan.app->displayName}};
-  return json;
-}
-
-// The location tool's recent routes, which route steps name; null when their folder is unknown.
-std::shared_ptr<LocationRouteLibrary> recentRoutes(CommandContext& context) {
-  auto routes = LocationRouteLibrary::defaultDirectory();
-  if (!routes) return nullptr;
-  return std::make_shared<LocationRouteLibrary>(context.environment.settings(), *routes);
-}
-
 expected<ScenarioExecutionPlan, CommandFailure> preflightFor(CommandContext& context, const RunOptions& options,
                                                              bool printPlan) {
   auto library = openLibrary(context);
@@ -307,44 +277,8 @@ expected<ScenarioExecutionPlan, CommandFailure> preflightFor(CommandContext& con
   }
   auto routeLibrary = recentRoutes(context);
   ScenarioPreflight preflight(context.environment.simctl(), routeLibrary);
-  auto outcome = preflight.check(*scenario, selection, context.stop);
-  if (!outcome) {
-    if (context.stop.stop_requested()) return unexpected(CommandFailure::interrupted());
-    return unexpected(CommandFailure::failure("preflightFailed", outcome.error().message));
-  }
-  if (outcome->blocked()) {
-    const auto& first = outcome->issues.front();
-    auto failure = CommandFailure::failure(std::string(first.caseName()), first.description());
-    // The sentence asks to choose an app in the panel; here the app is an option.
-    if (first.caseName() == "appRequired") failure.hints.push_back("Name it with --app BUNDLE-ID.");
-    if (context.options.json) {
-      Json issues = Json::array();
-      for (const auto& issue : outcome->issues) issues.push_back(issueJson(issue));
-      failure.details = std::make_shared<const Json>(Json{{"issues", std::move(issues)}});
-    } else {
-      context.err << "\"" << scenario->name << "\" can't run:\n";
-      for (const auto& issue : outcome->issues) context.err << "  - " << issue.description() << '\n';
-    }
-    return unexpected(failure);
-  }
-  auto confirmation = makeScenarioConfirmation(*outcome->plan);
-  if (printPlan) {
-    if (context.options.json) {
-      context.emitJson({{"plan", planJson(*outcome->plan)},
-                        {"confirmation",
-                         {{"title", confirmation.title},
-                          {"confirmButtonTitle", confirmation.confirmButtonTitle},
-                          {"target", confirmation.target},
-                          {"stepLines", confirmation.stepLines},
-                          {"destructiveNotes", confirmation.destructiveNotes},
-                          {"note", confirmation.note}}}});
-    } else {
-      context.out << confirmation.title << ": " << outcome->plan->scenarioName << '\n'
-                  << confirmation.target << "\n\n"
-                  << confirmation.text() << '\n';
-    }
-  }
-  return std::move(*outcome->plan);
+  return acceptPreflight(context, preflight.check(*scenario, selection, context.stop), scenario->name, printPlan,
+                         "Run Scenario");
 }
 
 CommandOutcome checkScenario(CommandContext& context, const RunOptions& options) {
@@ -353,93 +287,10 @@ CommandOutcome checkScenario(CommandContext& context, const RunOptions& options)
   return {};
 }
 
-// How a step's outcome reads in the progress lines.
-const char* outcomeWords(ScenarioStepOutcome::Case kind) {
-  switch (kind) {
-    case ScenarioStepOutcome::Case::pending:
-      return "pending";
-    case ScenarioStepOutcome::Case::running:
-      return "running";
-    case ScenarioStepOutcome::Case::succeeded:
-      return "succeeded";
-    case ScenarioStepOutcome::Case::partial:
-      return "partly done";
-    case ScenarioStepOutcome::Case::failed:
-      return "failed";
-    case ScenarioStepOutcome::Case::notRun:
-      return "not run";
-    case ScenarioStepOutcome::Case::cancelled:
-      return "cancelled";
-  }
-  return "";
-}
-
-// Tenths of a second, or whole milliseconds for steps too quick for a tenth to say anything.
-std::string durationText(const std::optional<double>& seconds) {
-  if (!seconds) return "";
-  if (*seconds < 0.1) return fmt::format(" ({} ms)", std::lround(std::max(*seconds, 0.0) * 1000));
-  return fmt::format(" ({:.1f} s)", *seconds);
-}
-
 CommandOutcome runScenario(CommandContext& context, const RunOptions& options) {
   auto plan = preflightFor(context, options, !context.options.json);
   if (!plan) return unexpected(plan.error());
-  auto confirmation = makeScenarioConfirmation(*plan);
-  if (auto confirmed = context.confirm(confirmation.confirmButtonTitle + "?"); !confirmed) return confirmed;
-
-  auto routeLibrary = recentRoutes(context);
-  ScenarioExecutor executor(
-      ScenarioExecutorEnvironment{context.environment.simctl(), routeLibrary, nullptr, std::nullopt});
-  const bool text = !context.options.json;
-  auto result = executor.execute(
-      *plan, &context.environment.gate(),
-      [&](std::size_t index, const ScenarioStepResult& step) {
-        if (!text) return;
-        const auto kind = step.outcome.kind;
-        if (kind == ScenarioStepOutcome::Case::running) {
-          context.out << (index + 1) << ". " << step.title << " ..." << std::endl;
-        } else if (!step.startedAt) {
-          // A step that never started has no line of its own yet.
-          context.out << (index + 1) << ". " << step.title << ": " << outcomeWords(kind) << std::endl;
-        } else {
-          context.out << "   " << outcomeWords(kind) << durationText(step.duration)
-                      << (step.outcome.message().empty() ? "" : ": " + step.outcome.message()) << std::endl;
-        }
-      },
-      context.stop);
-  if (!result) return unexpected(CommandFailure::failure("simulatorBusy", result.error().message));
-
-  const std::string summary = scenarioResultSummary(*result);
-  if (!options.junit.empty()) {
-    if (auto written = writeFileAtomically(options.junit, scenarioJUnitReport(*result), 0644); !written) {
-      context.err << written.error().description() << '\n';
-    }
-  }
-  if (context.options.json) {
-    Json steps = Json::array();
-    for (const auto& step : result->stepResults) {
-      Json item = {{"id", step.id}, {"title", step.title}, {"outcome", std::string(step.outcome.caseName())}};
-      if (step.startedAt) item["startedAt"] = jsonDate(*step.startedAt);
-      if (step.duration) item["duration"] = *step.duration;
-      if (!step.outcome.message().empty()) item["message"] = step.outcome.message();
-      steps.push_back(std::move(item));
-    }
-    context.emitJson({{"summary", summary}, {"stepResults", steps}});
-  } else {
-    context.out << summary << '\n';
-  }
-  bool allSucceeded = true;
-  bool cancelled = false;
-  for (const auto& step : result->stepResults) {
-    allSucceeded &= step.outcome.kind == ScenarioStepOutcome::Case::succeeded;
-    cancelled |= step.outcome.kind == ScenarioStepOutcome::Case::cancelled;
-  }
-  if (cancelled || context.stop.stop_requested()) return unexpected(CommandFailure::interrupted());
-  if (!allSucceeded) {
-    auto failure = CommandFailure::failure("scenarioFailed", summary);
-    return unexpected(failure);
-  }
-  return {};
+  return confirmAndExecute(context, *plan, options.junit, gate_labels::scenario);
 }
 
 }  // namespace
@@ -517,9 +368,9 @@ void registerScenarioCommands(CLI::App& app, CommandRegistry& registry) {
     return changeLibrary(
         context, *nameOrID, "rename",
         [argument](ScenarioLibrary& library, const Entry& entry) -> expected<std::string, ScenarioLibraryError> {
-          if (entry.kind != Entry::Case::scenario)
+          if (entry.kind != Entry::Case::record)
             return unexpected(ScenarioLibraryError::of(ScenarioLibraryError::Case::notFound));
-          auto renamed = entry.scenario;
+          auto renamed = entry.record;
           renamed.name = *argument;
           auto done = library.update(renamed);
           if (!done) return unexpected(done.error());
