@@ -168,25 +168,27 @@ expected<ScenarioPreflightOutcome, ScenarioPreflightFailure> ScenarioPreflight::
   auto queryBundle = [&](const std::string& udid) {
     bundle = locateInstalledBundle(client_, udid, *selection.bundleIdentifier, stop);
   };
+  // A plan that boots the simulator first may start from a shut-down one; its apps can only be listed
+  // once it runs, so the app is taken as named and a launch of a missing one fails at its step.
+  const bool bootsFirst = scenario.steps.front().kind.kind == Step::bootSimulator;
+  // The apps are asked for beside the device list when the simulator is known to be running already.
+  const bool appsAlongside = wantsApp && knownUDID && !bootsFirst;
   {
     std::vector<orvanta::jthread> workers;
     workers.emplace_back([&] { devices = client_.listDevices(stop); });
     if (needsPrivacy) workers.emplace_back([&] { privacy = readOfferedPrivacyServices(client_, stop); });
-    if (wantsApp && knownUDID) workers.emplace_back([&] { queryApps(*knownUDID); });
-    if (wantsApp && needsBundle && knownUDID) workers.emplace_back([&] { queryBundle(*knownUDID); });
+    if (appsAlongside) workers.emplace_back([&] { queryApps(*knownUDID); });
+    if (appsAlongside && needsBundle) workers.emplace_back([&] { queryBundle(*knownUDID); });
   }  // joined here
   if (stop.stop_requested()) return unexpected(ScenarioPreflightFailure{"Cancelled."});
   if (!devices) return unexpected(ScenarioPreflightFailure{devices.error().description()});
 
   const SimulatorDevice* device = findDevice(*devices, *selection.simulator);
   if (device == nullptr) return blocked(Issue::of(IssueCase::simulatorNotFound));
-  // A plan that boots the simulator first may start from a shut-down one; its apps can only be listed
-  // once it runs, so the app is taken as named and a launch of a missing one fails at its step.
-  const bool bootsFirst = scenario.steps.front().kind.kind == Step::bootSimulator;
   const bool booted = device->state == SimulatorState::booted;
   if (!booted && !bootsFirst) return blocked(Issue::of(IssueCase::simulatorNotBooted));
 
-  if (wantsApp && !knownUDID && booted) {
+  if (wantsApp && !appsAlongside && booted) {
     orvanta::jthread appsWorker([&] { queryApps(device->udid); });
     if (needsBundle) queryBundle(device->udid);
   }
