@@ -47,10 +47,10 @@ void report(const CommandFailure& failure, const GlobalOptions& options, Command
 }
 
 // The words of the command line that are not options (nor the values of the global options).
-std::vector<std::string> plainWords(int argc, const char* const* argv) {
+std::vector<std::string> plainWords(const std::vector<std::string>& arguments) {
   std::vector<std::string> words;
-  for (int i = 1; i < argc; ++i) {
-    const std::string_view word = argv[i];
+  for (std::size_t i = 0; i < arguments.size(); ++i) {
+    const std::string_view word = arguments[i];
     if (word == "--") break;
     if (word == "-d" || word == "--device" || word == "--xcrun") {
       ++i;  // the option's value
@@ -84,10 +84,10 @@ struct UnknownCommand {
 };
 
 // The first word that should have named a (sub)command but names none, with the nearest one.
-std::optional<UnknownCommand> unknownCommand(CLI::App& app, int argc, const char* const* argv) {
+std::optional<UnknownCommand> unknownCommand(CLI::App& app, const std::vector<std::string>& words) {
   CLI::App* level = &app;
   std::string parent = "orvanta";
-  for (const auto& word : plainWords(argc, argv)) {
+  for (const auto& word : plainWords(words)) {
     const auto commands = level->get_subcommands({});
     if (commands.empty()) return std::nullopt;  // the rest are the command's own arguments
     CLI::App* next = nullptr;
@@ -132,18 +132,20 @@ int runCommandLine(int argc, const char* const* argv, CommandLineStreams streams
       ->option_text("PATH");
   app.add_flag("-y,--yes", options.yes, "Answer yes to confirmations");
 
-  CommandRegistry registry;
-  registerCommands(app, registry);
-
   // "orvanta help [COMMAND...]" is "orvanta [COMMAND...] --help"; a bare "orvanta" lists the commands.
   std::vector<std::string> words(argv + 1, argv + argc);
   if (!words.empty() && words.front() == "help") {
     words.erase(words.begin());
     words.emplace_back("--help");
   }
-  if (plainWords(argc, argv).empty() && std::find(words.begin(), words.end(), "--help") == words.end() &&
-      std::find(words.begin(), words.end(), "-h") == words.end() &&
-      std::find(words.begin(), words.end(), "--version") == words.end()) {
+  const auto has = [&](std::string_view word) { return std::find(words.begin(), words.end(), word) != words.end(); };
+  const auto commandWords = plainWords(words);
+
+  CommandRegistry registry;
+  if (!(commandWords.empty() && has("--version"))) {
+    registerCommands(app, registry, commandWords.empty() ? std::string_view() : std::string_view(commandWords.front()));
+  }
+  if (commandWords.empty() && !has("--help") && !has("-h") && !has("--version")) {
     streams.out << app.help();
     return 0;
   }
@@ -168,7 +170,7 @@ int runCommandLine(int argc, const char* const* argv, CommandLineStreams streams
     }
     std::string message = error.what();
     std::vector<std::string> hints;
-    if (auto unknown = unknownCommand(app, argc, argv)) {
+    if (auto unknown = unknownCommand(app, words)) {
       message = "Unknown command \"" + unknown->word + "\".";
       if (unknown->suggestion) hints.push_back("Did you mean '" + unknown->parent + " " + *unknown->suggestion + "'?");
       helpCommand = unknown->parent;

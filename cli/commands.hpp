@@ -1,6 +1,8 @@
 // Registration of every command of the program.
 #pragma once
 
+#include <string_view>
+
 namespace CLI {
 class App;
 }
@@ -9,8 +11,10 @@ namespace orvanta {
 
 class CommandRegistry;
 
-// Adds every command to `app`; the chosen one's action ends up in `registry`.
-void registerCommands(CLI::App& app, CommandRegistry& registry);
+// Adds the commands to `app`; the chosen one's action ends up in `registry`. With `command` (the first
+// word of the command line) naming a known command, only the commands of its file are added: building
+// the whole tree is most of what a short command costs at start. Otherwise, or for completion, all.
+void registerCommands(CLI::App& app, CommandRegistry& registry, std::string_view command = {});
 
 void registerDeviceCommands(CLI::App& app, CommandRegistry& registry);
 void registerControlsCommands(CLI::App& app, CommandRegistry& registry);
