@@ -1,6 +1,8 @@
 #include "app/result_json.hpp"
 
+#include "apps/simulator_app_icon_cache.hpp"
 #include "support/reference_date.hpp"
+#include "tools/location/location_persistence.hpp"
 
 namespace orvanta {
 
@@ -11,6 +13,202 @@ nlohmann::json scenarioJson(const ScenarioDefinition& scenario) {
   json["createdAt"] = jsonDate(scenario.createdAt);
   json["updatedAt"] = jsonDate(scenario.updatedAt);
   return json;
+}
+
+nlohmann::json scenarioListJson(const ScenarioLibrary& library) {
+  using Entry = ScenarioLibrary::Entry;
+  nlohmann::json array = nlohmann::json::array();
+  for (const auto& entry : library.entries) {
+    nlohmann::json item = {{"id", entry.id()}, {"supported", entry.kind == Entry::Case::scenario}};
+    if (entry.kind == Entry::Case::scenario) {
+      item["name"] = entry.scenario.name;
+      item["stepCount"] = entry.scenario.steps.size();
+    } else {
+      item["schemaVersion"] = entry.schemaVersion;
+    }
+    array.push_back(std::move(item));
+  }
+  return array;
+}
+
+nlohmann::json scenarioIssueJson(const ScenarioPreflightIssue& issue) {
+  nlohmann::json json = {{"kind", std::string(issue.caseName())}, {"message", issue.description()}};
+  if (issue.stepID) json["stepID"] = *issue.stepID;
+  return json;
+}
+
+namespace {
+nlohmann::json planJson(const ScenarioExecutionPlan& plan) {
+  nlohmann::json steps = nlohmann::json::array();
+  for (const auto& step : plan.steps) {
+    steps.push_back({{"id", step.id}, {"title", step.kind.title()}, {"kind", std::string(step.kind.caseName())}});
+  }
+  nlohmann::json json = {{"id", plan.id},
+                         {"scenarioID", plan.scenarioID},
+                         {"scenarioName", plan.scenarioName},
+                         {"scenarioSchemaVersion", plan.scenarioSchemaVersion},
+                         {"simulatorUDID", plan.simulatorUDID},
+                         {"simulatorName", plan.simulatorName},
+                         {"runtimeIdentifier", plan.runtimeIdentifier},
+                         {"steps", steps}};
+  if (plan.app) json["app"] = {{"bundleIdentifier", plan.app->bundleIdentifier}, {"displayName", plan.app->displayName}};
+  return json;
+}
+}  // namespace
+
+nlohmann::json scenarioCheckJson(const ScenarioExecutionPlan& plan, const ScenarioConfirmation& confirmation) {
+  return {{"plan", planJson(plan)},
+          {"confirmation",
+           {{"title", confirmation.title},
+            {"confirmButtonTitle", confirmation.confirmButtonTitle},
+            {"target", confirmation.target},
+            {"stepLines", confirmation.stepLines},
+            {"destructiveNotes", confirmation.destructiveNotes},
+            {"note", confirmation.note}}}};
+}
+
+nlohmann::json scenarioRunJson(const ScenarioResult& result) {
+  nlohmann::json steps = nlohmann::json::array();
+  for (const auto& step : result.stepResults) {
+    nlohmann::json item = {{"id", step.id}, {"title", step.title}, {"outcome", std::string(step.outcome.caseName())}};
+    if (step.startedAt) item["startedAt"] = jsonDate(*step.startedAt);
+    if (step.duration) item["duration"] = *step.duration;
+    if (!step.outcome.message().empty()) item["message"] = step.outcome.message();
+    steps.push_back(std::move(item));
+  }
+  return {{"summary", scenarioResultSummary(result)}, {"stepResults", steps}};
+}
+
+nlohmann::json doctorJson(const std::vector<DoctorCheck>& checks) {
+  nlohmann::json array = nlohmann::json::array();
+  for (const auto& check : checks) {
+    array.push_back({{"name", check.name}, {"status", std::string(statusWord(check.status))}, {"message", check.message}});
+  }
+  return {{"checks", array}};
+}
+
+nlohmann::json deviceJson(const SimulatorDevice& device) {
+  nlohmann::json object = {{"udid", device.udid},
+                           {"name", device.name},
+                           {"state", std::string(rawValue(device.state))},
+                           {"runtimeIdentifier", device.runtimeIdentifier},
+                           {"runtimeDisplayName", device.runtimeDisplayName}};
+  if (device.deviceTypeIdentifier) object["deviceTypeIdentifier"] = *device.deviceTypeIdentifier;
+  return object;
+}
+
+nlohmann::json targetStatusJson(const SimulatorTargetStatus& status, const std::vector<SimulatorDevice>& devices) {
+  nlohmann::json object = {{"status", std::string(status.caseName())}, {"line", statusLine(status, devices)}};
+  if (status.kind == SimulatorTargetStatus::Case::needsChoice) object["bootedCount"] = status.bootedCount;
+  if (status.kind == SimulatorTargetStatus::Case::selected || status.kind == SimulatorTargetStatus::Case::lost) {
+    object["udid"] = status.udid;
+  }
+  if (status.device) object["device"] = deviceJson(*status.device);
+  return object;
+}
+
+nlohmann::json installedAppJson(const SimulatorApp& app) {
+  auto object = toJson(app);
+  if (auto icon = findAppIconFile(app.bundlePath)) object["iconPath"] = icon->path.string();
+  return object;
+}
+
+nlohmann::json appActionJson(const SimulatorApp& app, const SimulatorDevice& device) {
+  return {{"bundleIdentifier", app.bundleIdentifier},
+          {"displayName", app.displayName},
+          {"simulatorUDID", device.udid},
+          {"simulatorName", device.name}};
+}
+
+nlohmann::json controlsResultJson(const SimulatorControlsResult& result) {
+  return {{"action", std::string(result.action.caseName())},
+          {"simulatorUDID", result.simulatorUDID},
+          {"simulatorName", result.simulatorName},
+          {"stdout", result.stdout},
+          {"stderr", result.stderr}};
+}
+
+nlohmann::json statusBarReadingJson(const StatusBarReading& reading) {
+  nlohmann::json document = toJson(reading.values);
+  if (reading.batteryStateCode) document["batteryStateCode"] = *reading.batteryStateCode;
+  return document;
+}
+
+nlohmann::json uiSettingJson(const SimulatorControlsResult& result, const std::optional<std::string>& value,
+                             std::optional<bool> verified, const std::optional<std::string>& previous,
+                             std::optional<bool> confirmed) {
+  nlohmann::json document = controlsResultJson(result);
+  if (value) document["value"] = *value;
+  if (verified) document["verified"] = *verified;
+  if (previous) document["previous"] = *previous;
+  if (confirmed) document["confirmed"] = *confirmed;
+  return document;
+}
+
+nlohmann::json statusBarAppliedJson(const SimulatorControlsResult& result, const StatusBarOverride& value, bool verified,
+                                    const std::optional<StatusBarReading>& listed, bool confirmed) {
+  nlohmann::json document = controlsResultJson(result);
+  document["override"] = toJson(value);
+  document["verified"] = verified;
+  if (listed) {
+    document["listed"] = statusBarReadingJson(*listed);
+    document["confirmed"] = confirmed;
+  }
+  return document;
+}
+
+nlohmann::json lifecycleJson(SimulatorLifecycleAction action, bool alreadyDone, const SimulatorDevice& device) {
+  return {{"action", std::string(commandWord(action))}, {"alreadyDone", alreadyDone}, {"device", deviceJson(device)}};
+}
+
+nlohmann::json screenshotJson(const ScreenshotCapture& capture, const std::filesystem::path& saved) {
+  return {{"path", saved.string()},
+          {"pixelWidth", capture.pixelWidth},
+          {"pixelHeight", capture.pixelHeight},
+          {"fileSize", capture.fileSize},
+          {"simulatorUDID", capture.simulatorUDID},
+          {"simulatorName", capture.simulatorName}};
+}
+
+nlohmann::json locationErrorJson(const LocationSimulationError& error) {
+  return {{"kind", std::string(error.caseName())}, {"message", error.description()}};
+}
+
+nlohmann::json locationResultJson(const LocationCommandResult& result) {
+  nlohmann::json json = {{"action", std::string(result.action.caseName())},
+                         {"simulatorUDID", result.simulatorUDID},
+                         {"simulatorName", result.simulatorName},
+                         {"stdout", result.stdout},
+                         {"stderr", result.stderr}};
+  if (result.action.kind == LocationAction::Case::set) json["coordinate"] = toJson(result.action.location);
+  if (result.persistenceError) json["persistenceError"] = locationErrorJson(*result.persistenceError);
+  return json;
+}
+
+nlohmann::json deepLinkOpenedJson(const DeepLinkLaunchResult& result, const ValidatedDeepLink& link) {
+  return {{"urlString", result.urlString},
+          {"simulatorUDID", result.simulatorUDID},
+          {"kind", std::string(link.kind.caseName())},
+          {"scheme", link.kind.scheme}};
+}
+
+nlohmann::json privacyChangeJson(SimulatorPrivacyAction action, const std::string& service,
+                                 const std::string& bundleIdentifier, const std::string& simulatorUDID) {
+  return {{"action", std::string(commandWord(action))},
+          {"service", service},
+          {"bundleIdentifier", bundleIdentifier},
+          {"simulatorUDID", simulatorUDID},
+          {"note", SimulatorPrivacyError(SimulatorPrivacyError::Case::privacyStateNotInspectable).description()}};
+}
+
+nlohmann::json pushSentJson(const std::string& bundleIdentifier, const std::string& simulatorUDID,
+                            const std::string& payload, const std::optional<FileError>& persistenceError) {
+  nlohmann::json document = {{"bundleIdentifier", bundleIdentifier}, {"simulatorUDID", simulatorUDID}, {"payload", payload}};
+  if (persistenceError) {
+    document["persistenceError"] = {{"kind", std::string(persistenceError->caseName())},
+                                    {"message", persistenceError->description()}};
+  }
+  return document;
 }
 
 }  // namespace orvanta

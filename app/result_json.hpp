@@ -3,11 +3,27 @@
 #pragma once
 
 #include <chrono>
+#include <optional>
 #include <string>
+#include <vector>
 
 #include <nlohmann/json.hpp>
 
+#include "apps/simulator_app.hpp"
+#include "automation/scenario_executor.hpp"
+#include "automation/scenario_library.hpp"
 #include "automation/scenario_model.hpp"
+#include "automation/scenario_plan.hpp"
+#include "automation/scenario_preflight.hpp"
+#include "core/toolchain_doctor.hpp"
+#include "capture/screenshot/screenshot_capture_service.hpp"
+#include "core/simulator_device.hpp"
+#include "core/simulator_lifecycle_service.hpp"
+#include "core/simulator_target.hpp"
+#include "tools/controls/simulator_controls_service.hpp"
+#include "tools/deeplink/deep_link_service.hpp"
+#include "tools/location/location_simulator_service.hpp"
+#include "tools/privacy/simulator_privacy_service.hpp"
 
 namespace orvanta {
 
@@ -17,5 +33,79 @@ namespace orvanta {
 // A scenario as results show it: the library's item with its dates as jsonDate text instead of the file's
 // seconds since 2001.
 [[nodiscard]] nlohmann::json scenarioJson(const ScenarioDefinition& scenario);
+
+// The scenario list: an array of {id, supported, name?, stepCount?, schemaVersion?}.
+[[nodiscard]] nlohmann::json scenarioListJson(const ScenarioLibrary& library);
+
+// A preflight issue: {kind, message, stepID?}.
+[[nodiscard]] nlohmann::json scenarioIssueJson(const ScenarioPreflightIssue& issue);
+
+// A checked scenario: {plan, confirmation: {title, confirmButtonTitle, target, stepLines, destructiveNotes,
+// note}}.
+[[nodiscard]] nlohmann::json scenarioCheckJson(const ScenarioExecutionPlan& plan, const ScenarioConfirmation& confirmation);
+
+// A scenario run: {summary, stepResults: [{id, title, outcome, startedAt?, duration?, message?}]}.
+[[nodiscard]] nlohmann::json scenarioRunJson(const ScenarioResult& result);
+
+// The doctor's checks: {checks: [{name, status, message}]}.
+[[nodiscard]] nlohmann::json doctorJson(const std::vector<DoctorCheck>& checks);
+
+// A listed device: {udid, name, state, runtimeIdentifier, runtimeDisplayName, deviceTypeIdentifier?}.
+[[nodiscard]] nlohmann::json deviceJson(const SimulatorDevice& device);
+
+// A target status: {status, line, bootedCount?, udid?, device?}.
+[[nodiscard]] nlohmann::json targetStatusJson(const SimulatorTargetStatus& status,
+                                              const std::vector<SimulatorDevice>& devices);
+
+// An installed app as the app list shows it: the app's fields, and iconPath when its bundle has a PNG icon.
+[[nodiscard]] nlohmann::json installedAppJson(const SimulatorApp& app);
+
+// What an app command acted on: {bundleIdentifier, displayName, simulatorUDID, simulatorName}.
+[[nodiscard]] nlohmann::json appActionJson(const SimulatorApp& app, const SimulatorDevice& device);
+
+// One simctl action of the controls: {action, simulatorUDID, simulatorName, stdout, stderr}.
+[[nodiscard]] nlohmann::json controlsResultJson(const SimulatorControlsResult& result);
+
+// The status-bar overrides simctl lists: the override's fields, and batteryStateCode when listed.
+[[nodiscard]] nlohmann::json statusBarReadingJson(const StatusBarReading& reading);
+
+// A ui setting read or changed: the controls result of the change (or of the reading) with the value in
+// the setting's own words, and, for a change, whether it was read back, the value before a step and
+// whether the reading matched.
+[[nodiscard]] nlohmann::json uiSettingJson(const SimulatorControlsResult& result, const std::optional<std::string>& value,
+                                           std::optional<bool> verified, const std::optional<std::string>& previous,
+                                           std::optional<bool> confirmed);
+
+// Status-bar overrides applied: the controls result with the override, whether it was read back, and the
+// listed overrides with whether they match.
+[[nodiscard]] nlohmann::json statusBarAppliedJson(const SimulatorControlsResult& result, const StatusBarOverride& value,
+                                                  bool verified, const std::optional<StatusBarReading>& listed,
+                                                  bool confirmed);
+
+// A device lifecycle change: {action, alreadyDone, device}.
+[[nodiscard]] nlohmann::json lifecycleJson(SimulatorLifecycleAction action, bool alreadyDone,
+                                           const SimulatorDevice& device);
+
+// A saved screenshot: {path, pixelWidth, pixelHeight, fileSize, simulatorUDID, simulatorName}.
+[[nodiscard]] nlohmann::json screenshotJson(const ScreenshotCapture& capture, const std::filesystem::path& saved);
+
+// A location error as a member of a result: {kind, message}.
+[[nodiscard]] nlohmann::json locationErrorJson(const LocationSimulationError& error);
+
+// A location set or clear: {action, simulatorUDID, simulatorName, stdout, stderr, coordinate?,
+// persistenceError?}.
+[[nodiscard]] nlohmann::json locationResultJson(const LocationCommandResult& result);
+
+// A URL opened on a simulator: {urlString, simulatorUDID, kind, scheme}.
+[[nodiscard]] nlohmann::json deepLinkOpenedJson(const DeepLinkLaunchResult& result, const ValidatedDeepLink& link);
+
+// A privacy change: {action, service, bundleIdentifier, simulatorUDID, note}.
+[[nodiscard]] nlohmann::json privacyChangeJson(SimulatorPrivacyAction action, const std::string& service,
+                                               const std::string& bundleIdentifier, const std::string& simulatorUDID);
+
+// A push notification sent: {bundleIdentifier, simulatorUDID, payload}; persistenceError when the history
+// could not be saved.
+[[nodiscard]] nlohmann::json pushSentJson(const std::string& bundleIdentifier, const std::string& simulatorUDID,
+                                          const std::string& payload, const std::optional<FileError>& persistenceError);
 
 }  // namespace orvanta

@@ -73,12 +73,7 @@ class AppsSession {
     return unexpected(std::move(refused));
   }
 
-  nlohmann::json resultJson(const SimulatorApp& app) const {
-    return {{"bundleIdentifier", app.bundleIdentifier},
-            {"displayName", app.displayName},
-            {"simulatorUDID", device_.udid},
-            {"simulatorName", device_.name}};
-  }
+  nlohmann::json resultJson(const SimulatorApp& app) const { return appActionJson(app, device_); }
 
  private:
   CommandContext& context_;
@@ -102,9 +97,7 @@ CommandOutcome listApps(CommandContext& context, SimulatorAppFilter filter) {
   if (context.options.json) {
     auto array = nlohmann::json::array();
     for (const auto& app : apps) {
-      auto object = toJson(app);
-      if (auto icon = findAppIconFile(app.bundlePath)) object["iconPath"] = icon->path.string();
-      array.push_back(std::move(object));
+      array.push_back(installedAppJson(app));
     }
     context.emitJson(array);
     return {};

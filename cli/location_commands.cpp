@@ -73,10 +73,6 @@ std::string plural(std::int64_t count, std::string_view one, std::string_view ma
 
 // ---- JSON shapes -------------------------------------------------------------------------------------
 
-Json errorJson(const LocationSimulationError& error) {
-  return {{"kind", std::string(error.caseName())}, {"message", error.description()}};
-}
-
 Json pointJson(const LocationRoutePoint& point) {
   Json json = {{"latitude", point.latitude}, {"longitude", point.longitude}};
   if (auto elevation = point.elevation()) json["elevation"] = *elevation;
@@ -130,17 +126,6 @@ Json recentJson(const LocationRouteRecent& recent) {
 
 Json historyJson(const LocationHistoryEntry& entry) {
   return {{"id", entry.id}, {"coordinate", toJson(entry.coordinate)}, {"setAt", jsonDate(entry.setAt)}};
-}
-
-Json resultJson(const LocationCommandResult& result) {
-  Json json = {{"action", std::string(result.action.caseName())},
-               {"simulatorUDID", result.simulatorUDID},
-               {"simulatorName", result.simulatorName},
-               {"stdout", result.stdout},
-               {"stderr", result.stderr}};
-  if (result.action.kind == LocationAction::Case::set) json["coordinate"] = toJson(result.action.location);
-  if (result.persistenceError) json["persistenceError"] = errorJson(*result.persistenceError);
-  return json;
 }
 
 // ---- failures ----------------------------------------------------------------------------------------
@@ -217,7 +202,7 @@ CommandOutcome setLocation(CommandContext& context, const SimulatedLocation& loc
   auto result = service.perform(session.status(), LocationAction::set(location), context.stop);
   if (!result) return unexpected(session.failure(result.error()));
   if (context.options.json) {
-    Json json = resultJson(*result);
+    Json json = locationResultJson(*result);
     if (preset) json["preset"] = toJson(*preset);
     context.emitJson(json);
   } else if (preset) {
@@ -237,7 +222,7 @@ CommandOutcome clearLocation(CommandContext& context) {
   auto result = service.perform(session.status(), LocationAction::clear(), context.stop);
   if (!result) return unexpected(session.failure(result.error()));
   if (context.options.json) {
-    context.emitJson(resultJson(*result));
+    context.emitJson(locationResultJson(*result));
   } else {
     context.out << "Simulated location cleared on " << result->simulatorName << ".\n";
   }
@@ -398,7 +383,7 @@ CommandOutcome playRoute(CommandContext& context, const RouteOptions& options) {
                  {"note", locationRouteNote}};
     if (notes) json["notes"] = notesJson(*notes);
     if (started->recent) json["recent"] = recentJson(*started->recent);
-    if (started->persistenceError) json["persistenceError"] = errorJson(*started->persistenceError);
+    if (started->persistenceError) json["persistenceError"] = locationErrorJson(*started->persistenceError);
     context.emitJson(json);
   } else {
     context.out << "Playing \"" << route.name << "\" on " << started->operation.simulatorName << " at "
@@ -581,7 +566,7 @@ CommandOutcome inspectGpx(CommandContext& context, const std::string& path) {
                  {"metrics", metricsJson(metrics)},
                  {"notes", notesJson(imported->notes)},
                  {"playable", playback.has_value()}};
-    if (!playback) json["playbackError"] = errorJson(playback.error());
+    if (!playback) json["playbackError"] = locationErrorJson(playback.error());
     context.emitJson(json);
     return {};
   }

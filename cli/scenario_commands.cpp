@@ -87,18 +87,7 @@ CommandOutcome listScenarios(CommandContext& context) {
   auto library = openLibrary(context);
   if (!library) return unexpected(library.error());
   if (context.options.json) {
-    Json array = Json::array();
-    for (const auto& entry : library->entries) {
-      Json item = {{"id", entry.id()}, {"supported", entry.kind == Entry::Case::scenario}};
-      if (entry.kind == Entry::Case::scenario) {
-        item["name"] = entry.scenario.name;
-        item["stepCount"] = entry.scenario.steps.size();
-      } else {
-        item["schemaVersion"] = entry.schemaVersion;
-      }
-      array.push_back(std::move(item));
-    }
-    context.emitJson(array);
+    context.emitJson(scenarioListJson(*library));
     return {};
   }
   if (library->entries.empty()) {
@@ -253,30 +242,6 @@ struct RunOptions {
   std::string junit;
 };
 
-Json issueJson(const ScenarioPreflightIssue& issue) {
-  Json json = {{"kind", std::string(issue.caseName())}, {"message", issue.description()}};
-  if (issue.stepID) json["stepID"] = *issue.stepID;
-  return json;
-}
-
-Json planJson(const ScenarioExecutionPlan& plan) {
-  Json steps = Json::array();
-  for (const auto& step : plan.steps) {
-    steps.push_back({{"id", step.id}, {"title", step.kind.title()}, {"kind", std::string(step.kind.caseName())}});
-  }
-  Json json = {{"id", plan.id},
-               {"scenarioID", plan.scenarioID},
-               {"scenarioName", plan.scenarioName},
-               {"scenarioSchemaVersion", plan.scenarioSchemaVersion},
-               {"simulatorUDID", plan.simulatorUDID},
-               {"simulatorName", plan.simulatorName},
-               {"runtimeIdentifier", plan.runtimeIdentifier},
-               {"steps", steps}};
-  if (plan.app)
-    json["app"] = {{"bundleIdentifier", plan.app->bundleIdentifier}, {"displayName", plan.app->displayName}};
-  return json;
-}
-
 // The location tool's recent routes, which route steps name; null when their folder is unknown.
 std::shared_ptr<LocationRouteLibrary> recentRoutes(CommandContext& context) {
   auto routes = LocationRouteLibrary::defaultDirectory();
@@ -319,7 +284,7 @@ expected<ScenarioExecutionPlan, CommandFailure> preflightFor(CommandContext& con
     if (first.caseName() == "appRequired") failure.hints.push_back("Name it with --app BUNDLE-ID.");
     if (context.options.json) {
       Json issues = Json::array();
-      for (const auto& issue : outcome->issues) issues.push_back(issueJson(issue));
+      for (const auto& issue : outcome->issues) issues.push_back(scenarioIssueJson(issue));
       failure.details = std::make_shared<const Json>(Json{{"issues", std::move(issues)}});
     } else {
       context.err << "\"" << scenario->name << "\" can't run:\n";
@@ -330,14 +295,7 @@ expected<ScenarioExecutionPlan, CommandFailure> preflightFor(CommandContext& con
   auto confirmation = makeScenarioConfirmation(*outcome->plan);
   if (printPlan) {
     if (context.options.json) {
-      context.emitJson({{"plan", planJson(*outcome->plan)},
-                        {"confirmation",
-                         {{"title", confirmation.title},
-                          {"confirmButtonTitle", confirmation.confirmButtonTitle},
-                          {"target", confirmation.target},
-                          {"stepLines", confirmation.stepLines},
-                          {"destructiveNotes", confirmation.destructiveNotes},
-                          {"note", confirmation.note}}}});
+      context.emitJson(scenarioCheckJson(*outcome->plan, confirmation));
     } else {
       context.out << confirmation.title << ": " << outcome->plan->scenarioName << '\n'
                   << confirmation.target << "\n\n"
@@ -416,15 +374,7 @@ CommandOutcome runScenario(CommandContext& context, const RunOptions& options) {
     }
   }
   if (context.options.json) {
-    Json steps = Json::array();
-    for (const auto& step : result->stepResults) {
-      Json item = {{"id", step.id}, {"title", step.title}, {"outcome", std::string(step.outcome.caseName())}};
-      if (step.startedAt) item["startedAt"] = jsonDate(*step.startedAt);
-      if (step.duration) item["duration"] = *step.duration;
-      if (!step.outcome.message().empty()) item["message"] = step.outcome.message();
-      steps.push_back(std::move(item));
-    }
-    context.emitJson({{"summary", summary}, {"stepResults", steps}});
+    context.emitJson(scenarioRunJson(*result));
   } else {
     context.out << summary << '\n';
   }

@@ -1,0 +1,16 @@
+// The confirmation questions that the front ends ask (or, without a yes, refuse with) before a change
+// that cannot be undone, written once for all of them.
+#pragma once
+
+#include <string>
+
+#include "core/simulator_device.hpp"
+
+namespace orvanta {
+
+// "Erase all content and settings of iPhone 16 (UDID)?"
+[[nodiscard]] inline std::string eraseQuestion(const SimulatorDevice& device) {
+  return "Erase all content and settings of " + device.name + " (" + device.udid + ")?";
+}
+
+}  // namespace orvanta
