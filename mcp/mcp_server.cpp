@@ -321,6 +321,7 @@ class Server {
         return;
       }
       calls_[id.dump()] = call;
+      running_.push_back(call);
     }
     call->thread = std::thread([this, call, tool, arguments = std::move(arguments), progressToken] {
       runCall(*call, *tool, arguments, progressToken);
@@ -364,19 +365,25 @@ class Server {
         std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - started).count();
     log("debug", tool.name + (result.failure ? " failed (" + result.failure->caseName + ")" : " finished") + " in " +
                      std::to_string(elapsed) + " ms");
+    // The id is free for the client to use again once the answer is on its way.
+    {
+      std::lock_guard lock(callsMutex_);
+      calls_.erase(call.id.dump());
+    }
     // A cancelled request gets no answer: the client has stopped waiting for one.
     if (call.cancelled) return;
     sendResult(call.id, callResult(result));
   }
 
+  // Joins the threads of the calls that have answered.
   void reapFinished() {
     std::vector<std::shared_ptr<Call>> finished;
     {
       std::lock_guard lock(callsMutex_);
-      for (auto it = calls_.begin(); it != calls_.end();) {
-        if (it->second->done) {
-          finished.push_back(it->second);
-          it = calls_.erase(it);
+      for (auto it = running_.begin(); it != running_.end();) {
+        if ((*it)->done) {
+          finished.push_back(*it);
+          it = running_.erase(it);
         } else {
           ++it;
         }
@@ -387,15 +394,15 @@ class Server {
 
   // Waits for every call: cancelled first when `cancel`, else answered as they finish.
   void finish(bool cancel) {
-    std::map<std::string, std::shared_ptr<Call>> remaining;
+    std::list<std::shared_ptr<Call>> remaining;
     {
       std::lock_guard lock(callsMutex_);
-      remaining.swap(calls_);
+      remaining.swap(running_);
     }
-    for (auto& [key, call] : remaining) {
+    for (auto& call : remaining) {
       if (cancel) call->stop.request_stop();
     }
-    for (auto& [key, call] : remaining) call->thread.join();
+    for (auto& call : remaining) call->thread.join();
   }
 
   McpServerOptions options_;
@@ -404,7 +411,8 @@ class Server {
   std::mutex diagnosticsMutex_;
   std::atomic<int> minimumLevel_{levelIndex("info")};
   std::mutex callsMutex_;
-  std::map<std::string, std::shared_ptr<Call>> calls_;
+  std::map<std::string, std::shared_ptr<Call>> calls_;  // the calls in progress, by their id's JSON text
+  std::list<std::shared_ptr<Call>> running_;              // every call whose thread is not joined yet
 };
 
 }  // namespace

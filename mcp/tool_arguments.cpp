@@ -21,6 +21,13 @@ bool hasType(const nlohmann::json& value, const std::string& type) {
   return true;
 }
 
+// 3, not 3.0: bounds are written as a person would.
+std::string numberText(const nlohmann::json& number) {
+  const double value = number.get<double>();
+  if (std::floor(value) == value && std::fabs(value) < 1e15) return std::to_string(static_cast<long long>(value));
+  return number.dump();
+}
+
 std::string article(const std::string& type) { return type == "integer" || type == "object" || type == "array" ? "an " : "a "; }
 
 std::optional<std::string> propertyProblem(const std::string& name, const nlohmann::json& property,
@@ -41,10 +48,10 @@ std::optional<std::string> propertyProblem(const std::string& name, const nlohma
   if (value.is_number()) {
     const double number = value.get<double>();
     if (auto minimum = property.find("minimum"); minimum != property.end() && number < minimum->get<double>()) {
-      return quoted + " must be at least " + minimum->dump() + ".";
+      return quoted + " must be at least " + numberText(*minimum) + ".";
     }
     if (auto maximum = property.find("maximum"); maximum != property.end() && number > maximum->get<double>()) {
-      return quoted + " must be at most " + maximum->dump() + ".";
+      return quoted + " must be at most " + numberText(*maximum) + ".";
     }
   }
   return std::nullopt;

@@ -7,6 +7,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <mutex>
+#include <sstream>
 #include <thread>
 
 #include <gtest/gtest.h>
@@ -260,7 +261,6 @@ TEST(McpServer, ACancelledCallStopsAndIsNotAnsweredWhileOthersGoOn) {
 }
 
 TEST(McpServer, InputClosedWaitsForCallsInFlightThenExits) {
-  std::atomic<bool> finished{false};
   auto slow = echoTool();
   slow.handler = [](ToolCall& call) {
     std::this_thread::sleep_for(300ms);
@@ -321,19 +321,25 @@ TEST_F(McpProgramTest, ToolsAnswerWithTheCommandLinesJson) {
 }
 
 TEST_F(McpProgramTest, DeviceArgumentAndItsRefusals) {
-  // The named device instead of the target; a name that matches nothing is the command line's sentence.
-  auto answers = session({tool("get_appearance", {{"device", testing::kIPadPro}}),
-                          tool("get_appearance", {{"device", "No Such Phone"}})});
-  const auto& other = answers[1]["result"];
-  const auto& missing = answers[2]["result"];
-  EXPECT_EQ(other["isError"], true) << other.dump();  // the iPad is not booted
-  EXPECT_EQ(missing["isError"], true);
-  EXPECT_TRUE(testing::contains(missing["content"][0]["text"], "No listed simulator has the udid or name \"No Such Phone\"."));
+  // The named device instead of the target; a device that is not booted, a name that matches nothing and
+  // a name that two devices share are refused with the command line's sentences.
+  auto answers = session({tool("get_appearance", {{"device", testing::kIPhone15Old}}),
+                          tool("get_appearance", {{"device", testing::kIPadPro}}),
+                          tool("get_appearance", {{"device", "No Such Phone"}}),
+                          tool("get_appearance", {{"device", "iPhone 15"}})});
+  EXPECT_EQ(answers[1]["result"]["structuredContent"]["simulatorUDID"], testing::kIPhone15Old) << answers[1].dump();
+  const auto text = [&](int id) { return answers[id]["result"]["content"][0]["text"].get<std::string>(); };
+  for (int id : {2, 3, 4}) EXPECT_EQ(answers[id]["result"]["isError"], true) << id;
+  EXPECT_TRUE(testing::contains(text(2), "The selected simulator is no longer booted.")) << text(2);
+  EXPECT_TRUE(testing::contains(text(3), "No listed simulator has the udid or name \"No Such Phone\".")) << text(3);
+  EXPECT_TRUE(testing::contains(text(4), "Several simulators are named \"iPhone 15\"; give a udid instead:")) << text(4);
   // Without a remembered target nothing is chosen for the caller, even with a simulator booted.
   ASSERT_EQ(orvanta({"target", "clear"}).status, 0);
   answers = session({tool("get_appearance")});
   EXPECT_EQ(answers[1]["result"]["isError"], true);
-  EXPECT_TRUE(testing::contains(answers[1]["result"]["content"][0]["text"], "Select a simulator first."));
+  const std::string sentence = "Choose a booted simulator.";
+  EXPECT_TRUE(testing::contains(answers[1]["result"]["content"][0]["text"], sentence + "\n")) << answers[1].dump();
+  EXPECT_TRUE(testing::contains(orvanta({"ui", "appearance"}).err, "orvanta: " + sentence + "\n"));
 }
 
 TEST_F(McpProgramTest, DestructiveToolsAskForConfirmAndChangeNothingWithoutIt) {

@@ -154,7 +154,11 @@ test("two servers never change one simulator at once", async () => {
 
 test("the inspector's command line lists and calls the tools", async () => {
   const inspector = join(here, "node_modules", ".bin", "mcp-inspector");
-  const variables = Object.entries(environment).flatMap(([key, value]) => ["-e", `${key}=${value}`]);
+  // The inspector takes no empty values; the emptied display variables reach the server through its own
+  // environment, which the inspector passes on.
+  const variables = Object.entries(environment)
+    .filter(([, value]) => value !== "")
+    .flatMap(([key, value]) => ["-e", `${key}=${value}`]);
   const run = (args) =>
     promisify(execFile)(inspector, ["--cli", ...variables, orvanta, "mcp", ...args], {
       env: { ...process.env, ...environment },
