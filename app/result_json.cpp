@@ -3,6 +3,7 @@
 #include "apps/simulator_app_icon_cache.hpp"
 #include "support/reference_date.hpp"
 #include "tools/location/location_persistence.hpp"
+#include "tools/location/location_route_library.hpp"
 
 namespace orvanta {
 
@@ -182,6 +183,74 @@ nlohmann::json locationResultJson(const LocationCommandResult& result) {
                          {"stderr", result.stderr}};
   if (result.action.kind == LocationAction::Case::set) json["coordinate"] = toJson(result.action.location);
   if (result.persistenceError) json["persistenceError"] = locationErrorJson(*result.persistenceError);
+  return json;
+}
+
+nlohmann::json locationPointJson(const LocationRoutePoint& point) {
+  nlohmann::json json = {{"latitude", point.latitude}, {"longitude", point.longitude}};
+  if (auto elevation = point.elevation()) json["elevation"] = *elevation;
+  if (auto timestamp = point.timestamp()) json["timestamp"] = jsonDate(*timestamp);
+  return json;
+}
+
+nlohmann::json routeMetricsJson(const LocationRouteMetrics& metrics) {
+  nlohmann::json json = {{"pointCount", metrics.pointCount},
+               {"segmentCount", metrics.segmentCount},
+               {"first", locationPointJson(metrics.first)},
+               {"last", locationPointJson(metrics.last)},
+               {"bounds",
+                {{"minLatitude", metrics.bounds.minLatitude},
+                 {"maxLatitude", metrics.bounds.maxLatitude},
+                 {"minLongitude", metrics.bounds.minLongitude},
+                 {"maxLongitude", metrics.bounds.maxLongitude}}},
+               {"distanceMeters", metrics.distanceMeters},
+               {"segmentGapCount", metrics.segmentGapCount},
+               {"hasCompleteTimestamps", metrics.hasCompleteTimestamps}};
+  if (metrics.duration) json["duration"] = *metrics.duration;
+  if (auto speed = metrics.timedAverageSpeed()) json["timedAverageSpeed"] = *speed;
+  return json;
+}
+
+nlohmann::json gpxNotesJson(const GPXParseNotes& notes) {
+  return {{"ignoredWaypointCount", notes.ignoredWaypointCount},
+          {"ignoredRouteCount", notes.ignoredRouteCount},
+          {"unreadableTimestampCount", notes.unreadableTimestampCount},
+          {"unreadableElevationCount", notes.unreadableElevationCount}};
+}
+
+nlohmann::json locationOperationJson(const LocationActiveOperation& operation) {
+  nlohmann::json json = {{"kind", operation.kind == LocationActiveOperation::Kind::route ? "route" : "scenario"},
+               {"name", operation.name},
+               {"simulatorUDID", operation.simulatorUDID},
+               {"simulatorName", operation.simulatorName},
+               {"startedAt", jsonDate(operation.startedAt)}};
+  if (operation.kind == LocationActiveOperation::Kind::route) {
+    json["pointCount"] = operation.pointCount;
+    json["speedMetersPerSecond"] = operation.speedMetersPerSecond;
+  }
+  return json;
+}
+
+nlohmann::json routeRecentJson(const LocationRouteRecent& recent) {
+  nlohmann::json json = toJson(recent);
+  json["startedAt"] = jsonDate(recent.startedAt);
+  return json;
+}
+
+nlohmann::json routeStartJson(const LocationRoute& route, const LocationRouteStart& started, double speed,
+                              const std::optional<GPXParseNotes>& notes) {
+  nlohmann::json json = {{"route", {{"id", route.id}, {"name", route.name}, {"sourceFilename", route.source.filename}}},
+                         {"metrics", routeMetricsJson(started.metrics)},
+                         {"speedMetersPerSecond", speed},
+                         {"simulatorUDID", started.operation.simulatorUDID},
+                         {"simulatorName", started.operation.simulatorName},
+                         {"stdout", started.stdout},
+                         {"stderr", started.stderr},
+                         {"activeOperation", locationOperationJson(started.operation)},
+                         {"note", locationRouteNote}};
+  if (notes) json["notes"] = gpxNotesJson(*notes);
+  if (started.recent) json["recent"] = routeRecentJson(*started.recent);
+  if (started.persistenceError) json["persistenceError"] = locationErrorJson(*started.persistenceError);
   return json;
 }
 

@@ -22,6 +22,9 @@
 #include "core/simulator_target.hpp"
 #include "tools/controls/simulator_controls_service.hpp"
 #include "tools/deeplink/deep_link_service.hpp"
+#include "tools/location/gpx_route_parser.hpp"
+#include "tools/location/location_route_library.hpp"
+#include "tools/location/location_route_service.hpp"
 #include "tools/location/location_simulator_service.hpp"
 #include "tools/privacy/simulator_privacy_service.hpp"
 
@@ -95,6 +98,21 @@ namespace orvanta {
 // A location set or clear: {action, simulatorUDID, simulatorName, stdout, stderr, coordinate?,
 // persistenceError?}.
 [[nodiscard]] nlohmann::json locationResultJson(const LocationCommandResult& result);
+
+// A route point: {latitude, longitude, elevation?, timestamp?}.
+[[nodiscard]] nlohmann::json locationPointJson(const LocationRoutePoint& point);
+// A route's metrics: counts, first and last points, bounds, distance, duration?, timedAverageSpeed?.
+[[nodiscard]] nlohmann::json routeMetricsJson(const LocationRouteMetrics& metrics);
+// What a GPX import ignored or could not read, as counts.
+[[nodiscard]] nlohmann::json gpxNotesJson(const GPXParseNotes& notes);
+// The route or location scenario playing on a simulator.
+[[nodiscard]] nlohmann::json locationOperationJson(const LocationActiveOperation& operation);
+// A recent route, with its start as a JSON date.
+[[nodiscard]] nlohmann::json routeRecentJson(const LocationRouteRecent& recent);
+// A route that started playing: {route, metrics, speedMetersPerSecond, simulatorUDID, simulatorName, stdout,
+// stderr, activeOperation, note, notes?, recent?, persistenceError?}.
+[[nodiscard]] nlohmann::json routeStartJson(const LocationRoute& route, const LocationRouteStart& started, double speed,
+                                            const std::optional<GPXParseNotes>& notes);
 
 // A URL opened on a simulator: {urlString, simulatorUDID, kind, scheme}.
 [[nodiscard]] nlohmann::json deepLinkOpenedJson(const DeepLinkLaunchResult& result, const ValidatedDeepLink& link);

@@ -5,7 +5,14 @@
 #include "tools/deeplink/deep_link_service.hpp"
 #include "tools/deeplink/deep_link_store.hpp"
 #include "tools/deeplink/deep_link_validation.hpp"
+#include <cerrno>
+
+#include "support/atomic_file.hpp"
+#include "tools/location/gpx_route_parser.hpp"
+#include "tools/location/location_entry.hpp"
 #include "tools/location/location_persistence.hpp"
+#include "tools/location/location_route_library.hpp"
+#include "tools/location/location_route_service.hpp"
 #include "tools/location/location_simulator_service.hpp"
 #include "tools/privacy/simulator_privacy_service.hpp"
 #include "tools/push/push_history.hpp"
@@ -46,6 +53,72 @@ ToolResult location(ToolCall& call, const LocationAction& action) {
     return ToolResult::failed(std::move(failure));
   }
   return ToolResult::of(locationResultJson(*result));
+}
+
+CommandFailure locationFailure(ToolCall& call, const LocationSimulationError& error, const SimulatorTargetStatus* status,
+                               std::vector<std::string> hints = {}) {
+  using Case = LocationSimulationError::Case;
+  auto failure = failureOf(call, error);
+  if (status != nullptr && (error.kind == Case::noSimulatorSelected || error.kind == Case::simulatorNotBooted)) {
+    failure = withStatusHint(call, std::move(failure), *status, true);
+  }
+  if (error.kind == Case::simulatorBusy) failure.hints.push_back("Held by: " + error.holder + ".");
+  for (auto& hint : hints) failure.hints.push_back(std::move(hint));
+  return failure;
+}
+
+expected<GPXParseResult, CommandFailure> importGpx(ToolCall& call, const std::string& path) {
+  using Case = LocationSimulationError::Case;
+  auto bytes = readFile(path, static_cast<std::size_t>(GPXRouteParser::maximumBytes));
+  if (!bytes && bytes.error().errorNumber == EFBIG) {
+    return unexpected(locationFailure(call, LocationSimulationError::gpxTooLarge(GPXRouteParser::maximumBytes), nullptr));
+  }
+  if (!bytes || !*bytes) {
+    return unexpected(locationFailure(call, LocationSimulationError(Case::gpxUnreadable), nullptr,
+                                      {bytes ? "There is no file at " + path + "." : bytes.error().description()}));
+  }
+  auto parsed = GPXRouteParser::parse(**bytes, std::filesystem::path(path).filename().string());
+  if (!parsed) return unexpected(locationFailure(call, parsed.error(), nullptr));
+  return std::move(*parsed);
+}
+
+// Starts a GPX route (a file, or one of the recent routes) at a speed; simctl plays it on.
+ToolResult playRoute(ToolCall& call) {
+  const auto file = call.string("gpxFile");
+  const auto recentID = call.string("recentRoute");
+  if (file.has_value() == recentID.has_value()) {
+    return ToolResult::failed(CommandFailure::usage("Give either \"gpxFile\" or \"recentRoute\"."));
+  }
+  const double speed = call.number("speedMetersPerSecond").value_or(20);
+  std::shared_ptr<LocationRouteLibrary> library;
+  if (auto directory = LocationRouteLibrary::defaultDirectory()) {
+    library = std::make_shared<LocationRouteLibrary>(call.environment.settings(), *directory);
+  }
+  LocationRoute route;
+  std::optional<GPXParseNotes> notes;
+  call.progress(0, 2, "reading the route");
+  if (recentID) {
+    auto recent = library ? library->recent(*recentID) : std::nullopt;
+    if (!recent) {
+      return ToolResult::failed(CommandFailure::failure("recentNotFound", "No recent route has the id " + *recentID + "."));
+    }
+    auto opened = library->open(*recent);
+    if (!opened) return ToolResult::failed(locationFailure(call, opened.error(), nullptr));
+    route = std::move(*opened);
+  } else {
+    auto imported = importGpx(call, *file);
+    if (!imported) return ToolResult::failed(imported.error());
+    route = std::move(imported->route);
+    notes = imported->notes;
+  }
+  auto status = targetStatus(call);
+  if (!status) return ToolResult::failed(status.error());
+  call.progress(1, 2, "starting \"" + route.name + "\"");
+  LocationRouteService service({call.environment.simctl(), &call.environment.gate(), nullptr}, library);
+  auto started = service.start(*status, route, speed, call.stop);
+  if (!started) return ToolResult::failed(locationFailure(call, started.error(), &*status));
+  if (!library) started->persistenceError = LocationSimulationError(LocationSimulationError::Case::persistenceFailed);
+  return ToolResult::of(routeStartJson(route, *started, speed, notes));
 }
 
 ToolResult sendPush(ToolCall& call) {
@@ -168,6 +241,19 @@ std::vector<ToolDefinition> stateTools() {
       {"clear_location", "Clear the simulated location", "Stop simulating a location.", schema::object({}),
        locationSchema(), {.idempotent = true}, true, false,
        [](ToolCall& call) { return location(call, LocationAction::clear()); }},
+      {"play_route", "Play a GPX route",
+       "Move the simulated location along a GPX route (a file on this computer, or a recent route's id) at a speed; "
+       "simctl plays it on after the call returns.",
+       schema::object({{"gpxFile", schema::string("Path of a .gpx file")},
+                       {"recentRoute", schema::string("The id of a recent route, instead of a file")},
+                       {"speedMetersPerSecond", schema::number("Speed in metres per second (default 20)", 0.1, 1000)}}),
+       schema::result({{"route", {{"type", "object"}}},
+                       {"metrics", {{"type", "object"}}},
+                       {"speedMetersPerSecond", {{"type", "number"}}},
+                       {"simulatorUDID", {{"type", "string"}}},
+                       {"activeOperation", {{"type", "object"}}},
+                       {"note", {{"type", "string"}}}}),
+       {}, true, false, playRoute},
       {"send_push", "Send a push notification",
        "Validate a push payload (an object with an \"aps\" member, at most 4096 bytes) or take a built-in preset, "
        "and deliver it to an installed app.",
