@@ -171,6 +171,16 @@ nlohmann::json screenshotJson(const ScreenshotCapture& capture, const std::files
           {"simulatorName", capture.simulatorName}};
 }
 
+nlohmann::json recordingJson(const RecordingArtifact& artifact, const std::filesystem::path& saved,
+                             const std::string& codec) {
+  return {{"path", saved.string()},
+          {"duration", artifact.duration},
+          {"pixelWidth", artifact.pixelWidth},
+          {"pixelHeight", artifact.pixelHeight},
+          {"fileSize", artifact.fileSize},
+          {"codec", codec}};
+}
+
 nlohmann::json locationErrorJson(const LocationSimulationError& error) {
   return {{"kind", std::string(error.caseName())}, {"message", error.description()}};
 }

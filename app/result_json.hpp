@@ -16,6 +16,7 @@
 #include "automation/scenario_plan.hpp"
 #include "automation/scenario_preflight.hpp"
 #include "core/toolchain_doctor.hpp"
+#include "capture/recording/recording_types.hpp"
 #include "capture/screenshot/screenshot_capture_service.hpp"
 #include "core/simulator_device.hpp"
 #include "core/simulator_lifecycle_service.hpp"
@@ -91,6 +92,10 @@ namespace orvanta {
 
 // A saved screenshot: {path, pixelWidth, pixelHeight, fileSize, simulatorUDID, simulatorName}.
 [[nodiscard]] nlohmann::json screenshotJson(const ScreenshotCapture& capture, const std::filesystem::path& saved);
+
+// A saved screen recording: {path, duration, pixelWidth, pixelHeight, fileSize, codec}.
+[[nodiscard]] nlohmann::json recordingJson(const RecordingArtifact& artifact, const std::filesystem::path& saved,
+                                           const std::string& codec);
 
 // A location error as a member of a result: {kind, message}.
 [[nodiscard]] nlohmann::json locationErrorJson(const LocationSimulationError& error);

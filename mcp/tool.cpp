@@ -82,9 +82,10 @@ CommandFailure confirmationRequired(const std::string& question) {
 
 std::vector<ToolDefinition> allTools() {
   std::vector<ToolDefinition> tools;
-  for (auto group : {deviceTools, appTools, controlTools, stateTools, captureTools, scenarioTools}) {
+  for (auto group : {deviceTools, appTools, controlTools, stateTools, captureTools, logTools, scenarioTools}) {
     for (auto& tool : group()) tools.push_back(std::move(tool));
   }
+  // Workspace tools (restore_workspace) join here, beside the scenario tools whose run they share.
   for (auto& tool : tools) {
     auto& properties = tool.inputSchema["properties"];
     if (tool.actsOnDevice) {

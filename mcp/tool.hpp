@@ -97,7 +97,8 @@ std::vector<ToolDefinition> deviceTools();
 std::vector<ToolDefinition> appTools();
 std::vector<ToolDefinition> controlTools();
 std::vector<ToolDefinition> stateTools();     // location, push, privacy, deep links, pasteboard
-std::vector<ToolDefinition> captureTools();   // screenshot
+std::vector<ToolDefinition> captureTools();   // screenshot, screen recording
+std::vector<ToolDefinition> logTools();       // the log stream
 std::vector<ToolDefinition> scenarioTools();  // scenarios and the doctor
 
 // Every tool, with "device" and "confirm" added to the schemas that take them.

@@ -380,5 +380,31 @@ TEST_F(McpProgramTest, ScreenshotComesAsAnImageNoLargerThan2000Pixels) {
   EXPECT_FALSE(result["content"][1]["data"].get<std::string>().empty());
 }
 
+// The long tools in this process's own server, cancelled while they run: each stops at once, gets no
+// answer, and leaves no child (the log stream, the recorder) behind.
+TEST_F(McpProgramTest, CancelledLongToolsStopAndLeaveNoChildBehind) {
+  for (const auto& [key, value] : environmentForTest()) ::setenv(key.c_str(), value.c_str(), 1);
+  for (const auto& [name, arguments] : std::vector<std::pair<std::string, Json>>{
+           {"read_logs", {{"durationSeconds", 60}}}, {"record_video", {{"durationSeconds", 60}}}}) {
+    SCOPED_TRACE(name);
+    ServerHarness server(allTools());
+    server.send({{"jsonrpc", "2.0"}, {"id", 1}, {"method", "tools/call"},
+                 {"params", {{"name", name}, {"arguments", arguments}, {"_meta", {{"progressToken", 1}}}}}});
+    // The first progress report comes once the child runs.
+    auto progress = server.receive(10s);
+    ASSERT_EQ(progress["method"], "notifications/progress") << progress.dump();
+    EXPECT_GT(emulatorProcessesAlive(), 0);
+    const auto cancelledAt = std::chrono::steady_clock::now();
+    server.send({{"jsonrpc", "2.0"}, {"method", "notifications/cancelled"}, {"params", {{"requestId", 1}}}});
+    server.closeInput();
+    EXPECT_TRUE(server.waitForExit(10s));
+    EXPECT_LT(std::chrono::steady_clock::now() - cancelledAt, 10s);
+    for (Json message = server.receive(200ms); !message.is_null(); message = server.receive(200ms)) {
+      EXPECT_FALSE(message.contains("id")) << message.dump();
+    }
+    EXPECT_EQ(emulatorProcessesAlive(), 0);
+  }
+}
+
 }  // namespace
 }  // namespace orvanta
