@@ -13,4 +13,11 @@ namespace orvanta {
   return "Erase all content and settings of " + device.name + " (" + device.udid + ")?";
 }
 
+// "Reset the data of Cafe on iPhone 16? It is uninstalled and installed again from its installed build."
+[[nodiscard]] inline std::string resetDataQuestion(const std::string& appName, const std::string& deviceName,
+                                                   bool permissions) {
+  return "Reset the data of " + appName + " on " + deviceName + (permissions ? " and its privacy permissions" : "") +
+         "? It is uninstalled and installed again from its installed build.";
+}
+
 }  // namespace orvanta

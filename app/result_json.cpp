@@ -1,7 +1,13 @@
 #include "app/result_json.hpp"
 
+#include <cmath>
+#include <type_traits>
+#include <variant>
+
 #include "apps/simulator_app_icon_cache.hpp"
 #include "support/reference_date.hpp"
+#include "support/utf8.hpp"
+#include "tools/app_data/structured_document.hpp"
 #include "tools/location/location_persistence.hpp"
 #include "tools/location/location_route_library.hpp"
 
@@ -86,6 +92,68 @@ nlohmann::json doctorJson(const std::vector<DoctorCheck>& checks) {
     array.push_back({{"name", check.name}, {"status", std::string(statusWord(check.status))}, {"message", check.message}});
   }
   return {{"checks", array}};
+}
+
+std::string jsonText(std::string_view text) { return toValidUtf8(text); }
+
+nlohmann::json containerEntryJson(const ContainerEntry& entry) {
+  return {{"path", jsonText(entry.path)},
+          {"kind", std::string(rawValue(entry.kind))},
+          {"size", entry.size},
+          {"modified", jsonDate(entry.modified)}};
+}
+
+namespace {
+nlohmann::json cellJson(const SqliteValue& value) {
+  return std::visit(
+      [](const auto& cell) -> nlohmann::json {
+        using T = std::decay_t<decltype(cell)>;
+        if constexpr (std::is_same_v<T, std::nullptr_t>) {
+          return nullptr;
+        } else if constexpr (std::is_same_v<T, SqliteBlob>) {
+          return nlohmann::json{{"base64", base64Text(cell.bytes)}};
+        } else if constexpr (std::is_same_v<T, double>) {
+          return std::isfinite(cell) ? nlohmann::json(cell) : nlohmann::json(cell > 0 ? "inf" : cell < 0 ? "-inf" : "nan");
+        } else {
+          return cell;
+        }
+      },
+      value);
+}
+
+}  // namespace
+
+const char* resetLedgerStatusWord(AppDataResetLedgerEntry::Status status) {
+  switch (status) {
+    case AppDataResetLedgerEntry::Status::succeeded: return "succeeded";
+    case AppDataResetLedgerEntry::Status::failed: return "failed";
+    case AppDataResetLedgerEntry::Status::skipped: return "skipped";
+  }
+  return "";
+}
+nlohmann::json sqlRowsJson(const SqliteQueryResult& result) {
+  nlohmann::json rows = nlohmann::json::array();
+  for (const auto& row : result.rows) {
+    nlohmann::json object = nlohmann::json::object();
+    for (std::size_t column = 0; column < row.size(); ++column) object[result.columns[column]] = cellJson(row[column]);
+    rows.push_back(std::move(object));
+  }
+  return rows;
+}
+
+nlohmann::json appDataResetJson(const AppDataResetOutcome& outcome, const std::string& bundleIdentifier,
+                                const std::string& simulatorUDID) {
+  static constexpr const char* outcomes[] = {"succeeded", "partial", "failed"};
+  nlohmann::json ledger = nlohmann::json::array();
+  for (const auto& entry : outcome.ledger) {
+    ledger.push_back({{"step", entry.step}, {"status", resetLedgerStatusWord(entry.status)}, {"message", entry.message}});
+  }
+  nlohmann::json document = {{"bundleIdentifier", bundleIdentifier},
+                             {"simulatorUDID", simulatorUDID},
+                             {"outcome", outcomes[static_cast<int>(outcome.kind)]},
+                             {"ledger", std::move(ledger)}};
+  if (!outcome.summary.empty()) document["summary"] = outcome.summary;
+  return document;
 }
 
 nlohmann::json deviceJson(const SimulatorDevice& device) {

@@ -10,6 +10,7 @@
 #include <nlohmann/json.hpp>
 
 #include "apps/simulator_app.hpp"
+#include "automation/app_data_reset_service.hpp"
 #include "automation/scenario_executor.hpp"
 #include "automation/scenario_library.hpp"
 #include "automation/scenario_model.hpp"
@@ -22,6 +23,8 @@
 #include "core/simulator_lifecycle_service.hpp"
 #include "core/simulator_target.hpp"
 #include "tools/controls/simulator_controls_service.hpp"
+#include "tools/app_data/container_files.hpp"
+#include "tools/app_data/sqlite_reader.hpp"
 #include "tools/deeplink/deep_link_service.hpp"
 #include "tools/location/gpx_route_parser.hpp"
 #include "tools/location/location_route_library.hpp"
@@ -53,6 +56,23 @@ namespace orvanta {
 
 // The doctor's checks: {checks: [{name, status, message}]}.
 [[nodiscard]] nlohmann::json doctorJson(const std::vector<DoctorCheck>& checks);
+
+// `text` as valid UTF-8 (each ill-formed sequence replaced by U+FFFD): file names and keys come from the
+// simulator's disk and may be anything.
+[[nodiscard]] std::string jsonText(std::string_view text);
+
+// A file or folder of an app's container: {path, kind, size, modified}.
+[[nodiscard]] nlohmann::json containerEntryJson(const ContainerEntry& entry);
+
+// The rows of a query as objects keyed by column name; blobs as {"base64": ...}, non-finite reals as text.
+[[nodiscard]] nlohmann::json sqlRowsJson(const SqliteQueryResult& result);
+
+// "succeeded", "failed" or "skipped".
+[[nodiscard]] const char* resetLedgerStatusWord(AppDataResetLedgerEntry::Status status);
+
+// An app-data reset: {bundleIdentifier, simulatorUDID, outcome, ledger: [{step, status, message}], summary?}.
+[[nodiscard]] nlohmann::json appDataResetJson(const AppDataResetOutcome& outcome, const std::string& bundleIdentifier,
+                                              const std::string& simulatorUDID);
 
 // A listed device: {udid, name, state, runtimeIdentifier, runtimeDisplayName, deviceTypeIdentifier?}.
 [[nodiscard]] nlohmann::json deviceJson(const SimulatorDevice& device);

@@ -87,6 +87,5 @@ std::string byteCountText(std::uintmax_t bytes) {
   return formatTrimmedFixed(value, 1) + " " + units[unit];
 }
 
-std::string jsonText(std::string_view text) { return toValidUtf8(text); }
 
 }  // namespace orvanta

@@ -7,6 +7,7 @@
 #include "mcp/tool_support.hpp"
 #include "support/atomic_file.hpp"
 #include "support/png_scaling.hpp"
+#include "tools/app_data/structured_document.hpp"
 
 namespace orvanta {
 
@@ -51,7 +52,7 @@ ToolResult takeScreenshot(ToolCall& call) {
     return ToolResult::failed(CommandFailure::failure(
         "invalidImage", "The screenshot was saved to " + saved->string() + " but is not a readable PNG.", {preview.error()}));
   }
-  result.extraContent.push_back({{"type", "image"}, {"data", base64Encode(preview->bytes)}, {"mimeType", "image/png"}});
+  result.extraContent.push_back({{"type", "image"}, {"data", base64Text(preview->bytes)}, {"mimeType", "image/png"}});
   return result;
 }
 

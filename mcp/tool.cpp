@@ -82,7 +82,7 @@ CommandFailure confirmationRequired(const std::string& question) {
 
 std::vector<ToolDefinition> allTools() {
   std::vector<ToolDefinition> tools;
-  for (auto group : {deviceTools, appTools, controlTools, stateTools, captureTools, logTools, scenarioTools}) {
+  for (auto group : {deviceTools, appTools, controlTools, stateTools, captureTools, logTools, dataTools, scenarioTools}) {
     for (auto& tool : group()) tools.push_back(std::move(tool));
   }
   // Workspace tools (restore_workspace) join here, beside the scenario tools whose run they share.

@@ -99,6 +99,7 @@ std::vector<ToolDefinition> controlTools();
 std::vector<ToolDefinition> stateTools();     // location, push, privacy, deep links, pasteboard
 std::vector<ToolDefinition> captureTools();   // screenshot, screen recording
 std::vector<ToolDefinition> logTools();       // the log stream
+std::vector<ToolDefinition> dataTools();      // app data: files, databases, reset
 std::vector<ToolDefinition> scenarioTools();  // scenarios and the doctor
 
 // Every tool, with "device" and "confirm" added to the schemas that take them.

@@ -45,10 +45,6 @@ std::vector<std::uint8_t> shrink(const std::vector<std::uint8_t>& source, std::u
   return target;
 }
 
-std::uint32_t byteAt(std::string_view bytes, std::size_t index) {
-  return static_cast<std::uint32_t>(static_cast<unsigned char>(bytes[index]));
-}
-
 }  // namespace
 
 expected<ScaledPng, std::string> fitPng(std::string_view png, std::uint32_t maximumSide) {
@@ -95,29 +91,6 @@ expected<ScaledPng, std::string> fitPng(std::string_view png, std::uint32_t maxi
   }
   bytes.resize(size);
   return ScaledPng{std::move(bytes), targetWidth, targetHeight, true};
-}
-
-std::string base64Encode(std::string_view bytes) {
-  static constexpr char alphabet[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-  std::string out;
-  out.reserve((bytes.size() + 2) / 3 * 4);
-  std::size_t i = 0;
-  for (; i + 3 <= bytes.size(); i += 3) {
-    const std::uint32_t group = (byteAt(bytes, i) << 16) | (byteAt(bytes, i + 1) << 8) | byteAt(bytes, i + 2);
-    out += alphabet[(group >> 18) & 63];
-    out += alphabet[(group >> 12) & 63];
-    out += alphabet[(group >> 6) & 63];
-    out += alphabet[group & 63];
-  }
-  if (const std::size_t rest = bytes.size() - i; rest > 0) {
-    std::uint32_t group = byteAt(bytes, i) << 16;
-    if (rest == 2) group |= byteAt(bytes, i + 1) << 8;
-    out += alphabet[(group >> 18) & 63];
-    out += alphabet[(group >> 12) & 63];
-    out += rest == 2 ? alphabet[(group >> 6) & 63] : '=';
-    out += '=';
-  }
-  return out;
 }
 
 }  // namespace orvanta

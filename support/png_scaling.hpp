@@ -23,7 +23,4 @@ struct ScaledPng {
 // can read, or are larger than maximumPngSide on a side.
 [[nodiscard]] expected<ScaledPng, std::string> fitPng(std::string_view png, std::uint32_t maximumSide);
 
-// Standard base64 with padding (RFC 4648), as JSON carries binary data.
-[[nodiscard]] std::string base64Encode(std::string_view bytes);
-
 }  // namespace orvanta

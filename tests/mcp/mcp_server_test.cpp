@@ -380,6 +380,25 @@ TEST_F(McpProgramTest, ScreenshotComesAsAnImageNoLargerThan2000Pixels) {
   EXPECT_FALSE(result["content"][1]["data"].get<std::string>().empty());
 }
 
+TEST_F(McpProgramTest, DataToolsAnswerAsTheDataCommands) {
+  const std::string query = "SELECT name, type FROM sqlite_master ORDER BY name";
+  const std::string database = "Library/Application Support/Cafe.sqlite";
+  auto answers = session({tool("data_ls", {{"bundleIdentifier", "com.example.cafe"}, {"recursive", true}}),
+                          tool("data_sql", {{"bundleIdentifier", "com.example.cafe"}, {"path", database}, {"query", query}}),
+                          tool("data_sql", {{"bundleIdentifier", "com.example.cafe"}, {"path", database},
+                                            {"query", "DELETE FROM sqlite_master"}}),
+                          tool("reset_app_data", {{"bundleIdentifier", "com.example.cafe"}})});
+  EXPECT_EQ(answers[1]["result"]["structuredContent"]["items"],
+            orvanta({"data", "ls", "com.example.cafe", "--recursive", "--json"}).json());
+  const auto rows = orvanta({"data", "sql", "com.example.cafe", database, query, "--json"}).json();
+  ASSERT_FALSE(rows.empty());
+  EXPECT_EQ(answers[2]["result"]["structuredContent"]["items"], rows);
+  EXPECT_EQ(answers[3]["result"]["isError"], true);  // writing is refused
+  EXPECT_EQ(answers[4]["result"]["isError"], true);
+  EXPECT_TRUE(testing::contains(answers[4]["result"]["content"][0]["text"],
+                                "? It is uninstalled and installed again from its installed build.\n"));
+}
+
 // The long tools in this process's own server, cancelled while they run: each stops at once, gets no
 // answer, and leaves no child (the log stream, the recorder) behind.
 TEST_F(McpProgramTest, CancelledLongToolsStopAndLeaveNoChildBehind) {

@@ -38,13 +38,5 @@ TEST(PngScaling, AnImageThatFitsIsKeptAndGarbageIsRefused) {
   EXPECT_FALSE(fitPng(source.substr(0, source.size() / 2), 10));
 }
 
-TEST(Base64, EncodesWithPadding) {
-  for (const auto& [plain, encoded] : std::vector<std::pair<std::string, std::string>>{
-           {"", ""}, {"f", "Zg=="}, {"fo", "Zm8="}, {"foo", "Zm9v"}, {"foob", "Zm9vYg=="},
-           {std::string("\xff\xfe\x00", 3), "//4A"}}) {
-    EXPECT_EQ(base64Encode(plain), encoded) << plain;
-  }
-}
-
 }  // namespace
 }  // namespace orvanta

@@ -1,0 +1,145 @@
+// data_ls, data_sql, reset_app_data
+#include "app/questions.hpp"
+#include "apps/simulator_app_service.hpp"
+#include "automation/app_data_reset_service.hpp"
+#include "mcp/tool_support.hpp"
+#include "support/app_paths.hpp"
+#include "tools/app_data/app_container_service.hpp"
+#include "tools/app_data/app_file_browser_service.hpp"
+#include "tools/app_data/data_inspector_service.hpp"
+
+namespace orvanta {
+
+namespace {
+
+using Json = nlohmann::json;
+
+CommandFailure dataFailure(ToolCall& call, const AppDataError& error, const SimulatorDevice& device) {
+  using Case = AppDataError::Case;
+  auto failure = failureOf(call, error);
+  if (error.kind == Case::simulatorBusy) {
+    if (auto holder = call.environment.gate().otherProcessHolder(device.udid)) {
+      failure.hints.push_back(device.name + " is held by " + *holder + ".");
+    }
+  } else if (error.kind == Case::appNotInstalled) {
+    failure.hints.push_back("list_apps lists the installed apps.");
+  } else if (error.kind == Case::queryRefused) {
+    failure.hints.push_back("The query runs on a read-only copy; one SELECT (or a read-only PRAGMA) at a time.");
+  }
+  return failure;
+}
+
+// The target and the container that paths are relative to: the app's data container, or its group's.
+struct DataCall {
+  SimulatorDevice device;
+  std::filesystem::path container;
+};
+
+expected<DataCall, CommandFailure> resolveContainer(ToolCall& call) {
+  auto device = targetDevice(call);
+  if (!device) return unexpected(device.error());
+  AppContainerService containers(call.environment.simctl());
+  auto container = containers.dataContainer(device->udid, *call.string("bundleIdentifier"), call.string("group"), call.stop);
+  if (!container) return unexpected(dataFailure(call, container.error(), *device));
+  return DataCall{*device, std::move(*container)};
+}
+
+ToolResult listFiles(ToolCall& call) {
+  auto data = resolveContainer(call);
+  if (!data) return ToolResult::failed(data.error());
+  AppFileBrowserService browser(call.environment.gate());
+  auto entries = browser.list(data->container, call.string("path").value_or(""), call.boolean("recursive").value_or(false));
+  if (!entries) return ToolResult::failed(dataFailure(call, entries.error(), data->device));
+  Json list = Json::array();
+  for (const auto& entry : *entries) list.push_back(containerEntryJson(entry));
+  return ToolResult::of(std::move(list));
+}
+
+ToolResult runQuery(ToolCall& call) {
+  auto data = resolveContainer(call);
+  if (!data) return ToolResult::failed(data.error());
+  DataInspectorService inspector(temporaryDirectory());
+  SqliteQueryLimits limits;
+  limits.maximumRows = static_cast<std::size_t>(call.integer("limit").value_or(1000));
+  auto result = inspector.query(data->container, *call.string("path"), *call.string("query"), limits, call.stop);
+  if (!result) return ToolResult::failed(dataFailure(call, result.error(), data->device));
+  return ToolResult::of(sqlRowsJson(*result));
+}
+
+ToolResult resetAppData(ToolCall& call) {
+  auto device = targetDevice(call);
+  if (!device) return ToolResult::failed(device.error());
+  const auto bundleIdentifier = *call.string("bundleIdentifier");
+  const bool permissions = call.boolean("resetPermissions").value_or(false);
+  auto apps = listInstalledApps(call.environment.simctl(), device->udid, call.stop, true);
+  if (!apps) return ToolResult::failed(failureOf(call, apps.error()));
+  const auto app = std::find_if(apps->begin(), apps->end(),
+                                [&](const SimulatorApp& candidate) { return candidate.bundleIdentifier == bundleIdentifier; });
+  if (app == apps->end()) {
+    AppDataError error = AppDataError::of(AppDataError::Case::appNotInstalled);
+    error.bundle = bundleIdentifier;
+    return ToolResult::failed(dataFailure(call, error, *device));
+  }
+  if (app->isSystemApp || app->kind == SimulatorAppKind::system) {
+    return ToolResult::failed(
+        CommandFailure::failure("systemAppNotSupported", "Reset App Data isn't supported for a system app."));
+  }
+  if (!call.confirmed()) {
+    return ToolResult::failed(confirmationRequired(resetDataQuestion(app->displayName, device->name, permissions)));
+  }
+  AppDataResetService service(call.environment.simctl(), call.environment.gate());
+  const auto outcome = service.reset({*device, *app, permissions}, call.stop);
+  if (outcome.kind == AppDataResetOutcome::Case::failed) {
+    auto failure = CommandFailure::failure("resetFailed", outcome.summary);
+    for (const auto& entry : outcome.ledger) {
+      failure.hints.push_back(entry.step + ": " + resetLedgerStatusWord(entry.status) +
+                              (entry.message.empty() ? "" : " (" + entry.message + ")"));
+    }
+    return ToolResult::failed(std::move(failure));
+  }
+  return ToolResult::of(appDataResetJson(outcome, app->bundleIdentifier, device->udid));
+}
+
+Json containerArguments(Json more, std::vector<std::string> required) {
+  Json properties = {{"bundleIdentifier", schema::string("The app's bundle identifier")},
+                     {"group", schema::string("An app group id: paths are relative to the group's container instead")}};
+  properties.update(more);
+  required.insert(required.begin(), "bundleIdentifier");
+  return schema::object(properties, required);
+}
+
+}  // namespace
+
+std::vector<ToolDefinition> dataTools() {
+  return {
+      {"data_ls", "List an app's files",
+       "The files and folders in an app's data container (or a group's), with kind, size and modification "
+       "time. A path that leaves the container is refused. Structured content: {items: [...]}.",
+       containerArguments({{"path", schema::string("A folder relative to the container (default its top)")},
+                           {"recursive", schema::boolean("List the folders' contents too")}},
+                          {}),
+       schema::items({{"type", "object"}}), {.readOnly = true, .idempotent = true}, true, false, listFiles},
+      {"data_sql", "Query an app's database",
+       "One read-only query on a consistent copy of an SQLite database in the app's container; rows as objects. "
+       "Structured content: {items: [...]}.",
+       containerArguments({{"path", schema::string("The database, relative to the container")},
+                           {"query", schema::string("One SELECT, or a read-only PRAGMA")},
+                           {"limit", schema::integer("At most this many rows (default 1000)", 1, 100000)}},
+                          {"path", "query"}),
+       schema::items({{"type", "object"}}), {.readOnly = true, .idempotent = true}, true, false, runQuery},
+      {"reset_app_data", "Reset an app's data",
+       "Uninstall the app and install its installed build again, so that it starts with empty data (and, with "
+       "resetPermissions, reset its privacy permissions). Destructive: runs only with \"confirm\": true.",
+       schema::object({{"bundleIdentifier", schema::string("The app's bundle identifier")},
+                       {"resetPermissions", schema::boolean("Also reset the app's privacy permissions")}},
+                      {"bundleIdentifier"}),
+       schema::result({{"bundleIdentifier", {{"type", "string"}}},
+                       {"simulatorUDID", {{"type", "string"}}},
+                       {"outcome", {{"type", "string"}}},
+                       {"ledger", {{"type", "array"}}},
+                       {"summary", {{"type", "string"}}}}),
+       {.destructive = true}, true, true, resetAppData},
+  };
+}
+
+}  // namespace orvanta
