@@ -37,6 +37,8 @@ class Environment {
   [[nodiscard]] const std::string& xcrunSource() const { return xcrunSource_; }
 
   [[nodiscard]] const SimctlClient& simctl() const { return simctl_; }
+  // A simctl client whose runs end after `seconds` instead of the time-out of what they do.
+  [[nodiscard]] SimctlClient simctlWithTimeout(double seconds) const;
   [[nodiscard]] SimulatorDiscoveryService& discovery() { return discovery_; }
   [[nodiscard]] MainLoop& mainLoop() { return mainLoop_; }
   // The settings file of the config folder; an in-memory store when no config folder can be found.

@@ -5,6 +5,8 @@
 #include <variant>
 
 #include "apps/simulator_app_icon_cache.hpp"
+#include "support/atomic_file.hpp"
+#include "support/property_list.hpp"
 #include "support/reference_date.hpp"
 #include "support/utf8.hpp"
 #include "tools/app_data/structured_document.hpp"
@@ -141,6 +143,21 @@ nlohmann::json sqlRowsJson(const SqliteQueryResult& result) {
   return rows;
 }
 
+nlohmann::json defaultsJson(const std::string& domain, const std::vector<std::pair<std::string, nlohmann::json>>& values) {
+  nlohmann::json members = nlohmann::json::object();
+  for (const auto& [key, value] : values) members[jsonText(key)] = value;
+  return {{"domain", jsonText(domain)}, {"values", std::move(members)}};
+}
+
+nlohmann::json defaultsWrittenJson(const std::string& domain, const std::string& key, const nlohmann::json& typed,
+                                   bool terminatedApp) {
+  return {{"domain", jsonText(domain)},
+          {"key", jsonText(key)},
+          {"value", typed},
+          {"terminatedApp", terminatedApp},
+          {"confirmed", true}};
+}
+
 nlohmann::json appDataResetJson(const AppDataResetOutcome& outcome, const std::string& bundleIdentifier,
                                 const std::string& simulatorUDID) {
   static constexpr const char* outcomes[] = {"succeeded", "partial", "failed"};
@@ -187,6 +204,26 @@ nlohmann::json appActionJson(const SimulatorApp& app, const SimulatorDevice& dev
           {"displayName", app.displayName},
           {"simulatorUDID", device.udid},
           {"simulatorName", device.name}};
+}
+
+nlohmann::json installJson(const std::filesystem::path& bundle, const SimulatorDevice& device,
+                           const std::optional<SimulatorApp>& installed) {
+  nlohmann::json document = {{"bundlePath", bundle.string()}, {"simulatorUDID", device.udid}, {"simulatorName", device.name}};
+  if (installed) {
+    document["bundleIdentifier"] = installed->bundleIdentifier;
+    document["displayName"] = installed->displayName;
+  }
+  return document;
+}
+
+std::optional<std::string> declaredBundleIdentifier(const std::filesystem::path& bundle) {
+  auto text = readFile(bundle / "Info.plist", read_budget::propertyList);
+  if (!text || !*text) return std::nullopt;
+  auto info = parsePropertyList(**text);
+  if (!info) return std::nullopt;
+  const std::string* identifier = info->findString("CFBundleIdentifier");
+  if (identifier == nullptr || identifier->empty()) return std::nullopt;
+  return *identifier;
 }
 
 nlohmann::json controlsResultJson(const SimulatorControlsResult& result) {

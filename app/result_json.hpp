@@ -70,6 +70,14 @@ namespace orvanta {
 // "succeeded", "failed" or "skipped".
 [[nodiscard]] const char* resetLedgerStatusWord(AppDataResetLedgerEntry::Status status);
 
+// An app's preferences: {domain, values: {KEY: {type, value}}}, `values` as (key, typedValue) pairs.
+[[nodiscard]] nlohmann::json defaultsJson(const std::string& domain,
+                                          const std::vector<std::pair<std::string, nlohmann::json>>& values);
+
+// A preference written and read back: {domain, key, value, terminatedApp, confirmed}.
+[[nodiscard]] nlohmann::json defaultsWrittenJson(const std::string& domain, const std::string& key,
+                                                 const nlohmann::json& typed, bool terminatedApp);
+
 // An app-data reset: {bundleIdentifier, simulatorUDID, outcome, ledger: [{step, status, message}], summary?}.
 [[nodiscard]] nlohmann::json appDataResetJson(const AppDataResetOutcome& outcome, const std::string& bundleIdentifier,
                                               const std::string& simulatorUDID);
@@ -86,6 +94,14 @@ namespace orvanta {
 
 // What an app command acted on: {bundleIdentifier, displayName, simulatorUDID, simulatorName}.
 [[nodiscard]] nlohmann::json appActionJson(const SimulatorApp& app, const SimulatorDevice& device);
+
+// An installed bundle: {bundlePath, simulatorUDID, simulatorName, bundleIdentifier?, displayName?} (the last
+// two when the simulator lists the app that the bundle declares).
+[[nodiscard]] nlohmann::json installJson(const std::filesystem::path& bundle, const SimulatorDevice& device,
+                                         const std::optional<SimulatorApp>& installed);
+
+// The bundle identifier an .app folder's Info.plist declares, if it can be read.
+[[nodiscard]] std::optional<std::string> declaredBundleIdentifier(const std::filesystem::path& bundle);
 
 // One simctl action of the controls: {action, simulatorUDID, simulatorName, stdout, stderr}.
 [[nodiscard]] nlohmann::json controlsResultJson(const SimulatorControlsResult& result);

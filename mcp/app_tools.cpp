@@ -111,8 +111,16 @@ ToolResult installApp(ToolCall& call) {
   if (auto done = apps.service.install(apps.device.udid, bundle, call.stop); !done) {
     return ToolResult::failed(apps.failure(done.error()));
   }
-  return ToolResult::of(
-      {{"bundlePath", bundle.string()}, {"simulatorUDID", apps.device.udid}, {"simulatorName", apps.device.name}});
+  // Name what was installed, as the simulator now lists it.
+  std::optional<SimulatorApp> installed;
+  if (auto identifier = declaredBundleIdentifier(bundle)) {
+    if (auto listed = apps.service.listApps(apps.device.udid, call.stop)) {
+      for (auto& app : *listed) {
+        if (app.bundleIdentifier == *identifier) installed = std::move(app);
+      }
+    }
+  }
+  return ToolResult::of(installJson(bundle, apps.device, installed));
 }
 
 Json bundleArgument() {
@@ -136,9 +144,7 @@ std::vector<ToolDefinition> appTools() {
        false, [](ToolCall& call) { return changeApp(call, AppChange::terminate); }},
       {"install_app", "Install an app", "Install an app from its .app bundle folder on this computer.",
        schema::object({{"path", schema::string("The .app bundle folder")}}, {"path"}),
-       schema::result({{"bundlePath", {{"type", "string"}}},
-                       {"simulatorUDID", {{"type", "string"}}},
-                       {"simulatorName", {{"type", "string"}}}}),
+       appActionSchema({{"bundlePath", {{"type", "string"}}}}),
        {.idempotent = true}, true, false, installApp},
       {"uninstall_app", "Uninstall an app",
        "Remove an app and its data from the simulator. Destructive: runs only with \"confirm\": true.",

@@ -1,4 +1,4 @@
-// data_ls, data_sql, reset_app_data
+// data_ls, data_sql, get_defaults, write_defaults, reset_app_data
 #include "app/questions.hpp"
 #include "apps/simulator_app_service.hpp"
 #include "automation/app_data_reset_service.hpp"
@@ -7,6 +7,8 @@
 #include "tools/app_data/app_container_service.hpp"
 #include "tools/app_data/app_file_browser_service.hpp"
 #include "tools/app_data/data_inspector_service.hpp"
+#include "tools/app_data/structured_document.hpp"
+#include "tools/app_data/user_defaults_service.hpp"
 
 namespace orvanta {
 
@@ -64,6 +66,40 @@ ToolResult runQuery(ToolCall& call) {
   auto result = inspector.query(data->container, *call.string("path"), *call.string("query"), limits, call.stop);
   if (!result) return ToolResult::failed(dataFailure(call, result.error(), data->device));
   return ToolResult::of(sqlRowsJson(*result));
+}
+
+// The preferences editor's time-out for each simctl run.
+constexpr double defaultsTimeoutSeconds = 20.0;
+
+ToolResult readDefaults(ToolCall& call) {
+  auto device = targetDevice(call);
+  if (!device) return ToolResult::failed(device.error());
+  UserDefaultsService service(call.environment.simctlWithTimeout(defaultsTimeoutSeconds), call.environment.gate());
+  auto reading = service.read(device->udid, *call.string("bundleIdentifier"), call.string("group"), call.stop);
+  if (!reading) return ToolResult::failed(dataFailure(call, reading.error(), *device));
+  const auto wanted = call.string("key");
+  std::vector<std::pair<std::string, Json>> values;
+  for (const auto& [key, value] : reading->values.entries()) {
+    if (!wanted || key == *wanted) values.emplace_back(key, typedValue(value));
+  }
+  if (wanted && values.empty()) {
+    return ToolResult::failed(dataFailure(call, AppDataError::named(AppDataError::Case::keyNotFound, *wanted), *device));
+  }
+  return ToolResult::of(defaultsJson(reading->domain, values));
+}
+
+ToolResult writeDefaults(ToolCall& call) {
+  const auto type = userDefaultsTypeFromRawValue(*call.string("type"));
+  auto value = parseUserDefaultsValue(*type, *call.string("value"));
+  if (!value) return ToolResult::failed(failureOf(call, value.error()));
+  auto device = targetDevice(call);
+  if (!device) return ToolResult::failed(device.error());
+  UserDefaultsService service(call.environment.simctlWithTimeout(defaultsTimeoutSeconds), call.environment.gate());
+  const auto key = *call.string("key");
+  auto changed = service.write(device->udid, *call.string("bundleIdentifier"), call.string("group"), key, *value, call.stop);
+  if (!changed) return ToolResult::failed(dataFailure(call, changed.error(), *device));
+  return ToolResult::of(
+      defaultsWrittenJson(changed->domain, key, typedValue(changed->readBack.value_or(value->value)), changed->terminatedApp));
 }
 
 ToolResult resetAppData(ToolCall& call) {
@@ -127,6 +163,22 @@ std::vector<ToolDefinition> dataTools() {
                            {"limit", schema::integer("At most this many rows (default 1000)", 1, 100000)}},
                           {"path", "query"}),
        schema::items({{"type", "object"}}), {.readOnly = true, .idempotent = true}, true, false, runQuery},
+      {"get_defaults", "Read an app's preferences",
+       "The app's user defaults (all keys, or one), each with its property-list type.",
+       containerArguments({{"key", schema::string("Only this key")}}, {}),
+       schema::result({{"domain", {{"type", "string"}}}, {"values", {{"type", "object"}}}}),
+       {.readOnly = true, .idempotent = true}, true, false, readDefaults},
+      {"write_defaults", "Write an app's preference",
+       "Set one user default (the app is terminated first when it runs) and read it back to confirm.",
+       containerArguments({{"key", schema::string("The key")},
+                           {"value", schema::string("The value as text: 42, 1.5, true, an ISO 8601 date, base64 data")},
+                           {"type", schema::stringOf({"string", "int", "float", "bool", "date", "data"}, "The value's type")}},
+                          {"key", "value", "type"}),
+       schema::result({{"domain", {{"type", "string"}}},
+                       {"key", {{"type", "string"}}},
+                       {"terminatedApp", {{"type", "boolean"}}},
+                       {"confirmed", {{"type", "boolean"}}}}),
+       {.idempotent = true}, true, false, writeDefaults},
       {"reset_app_data", "Reset an app's data",
        "Uninstall the app and install its installed build again, so that it starts with empty data (and, with "
        "resetPermissions, reset its privacy permissions). Destructive: runs only with \"confirm\": true.",

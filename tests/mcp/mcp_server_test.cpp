@@ -397,6 +397,14 @@ TEST_F(McpProgramTest, DataToolsAnswerAsTheDataCommands) {
   EXPECT_EQ(answers[4]["result"]["isError"], true);
   EXPECT_TRUE(testing::contains(answers[4]["result"]["content"][0]["text"],
                                 "? It is uninstalled and installed again from its installed build.\n"));
+  // A preference written is there when read, as the command line reads it.
+  answers = session({tool("write_defaults", {{"bundleIdentifier", "com.example.cafe"}, {"key", "visits"},
+                                             {"value", "7"}, {"type", "int"}})});
+  EXPECT_EQ(answers[1]["result"]["structuredContent"]["confirmed"], true) << answers[1].dump();
+  answers = session({tool("get_defaults", {{"bundleIdentifier", "com.example.cafe"}})});
+  const auto defaults = orvanta({"defaults", "com.example.cafe", "--json"}).json();
+  EXPECT_EQ(answers[1]["result"]["structuredContent"], defaults);
+  EXPECT_EQ(defaults["values"]["visits"]["value"], 7);
 }
 
 // The long tools in this process's own server, cancelled while they run: each stops at once, gets no
