@@ -133,6 +133,43 @@ const char* resetLedgerStatusWord(AppDataResetLedgerEntry::Status status) {
   }
   return "";
 }
+nlohmann::json dataFilesJson(const std::vector<DataFile>& files) {
+  nlohmann::json list = nlohmann::json::array();
+  for (const auto& file : files) {
+    list.push_back({{"path", jsonText(file.path)}, {"kind", std::string(rawValue(file.kind))}, {"size", file.size}});
+  }
+  return list;
+}
+
+nlohmann::json inspectionJson(const DataInspection& inspection) {
+  if (const auto* database = std::get_if<DatabaseInspection>(&inspection)) {
+    nlohmann::json tables = nlohmann::json::array();
+    for (const auto& table : database->tables) {
+      nlohmann::json columns = nlohmann::json::array();
+      for (const auto& column : table.columns) {
+        columns.push_back({{"name", column.name},
+                           {"type", column.type},
+                           {"notNull", column.notNull},
+                           {"primaryKey", column.primaryKey}});
+      }
+      nlohmann::json indexes = nlohmann::json::array();
+      for (const auto& index : table.indexes) {
+        indexes.push_back({{"name", index.name}, {"unique", index.unique}, {"columns", index.columns}});
+      }
+      tables.push_back({{"name", table.name},
+                        {"rowCount", table.rowCount ? nlohmann::json(*table.rowCount) : nlohmann::json(nullptr)},
+                        {"columns", std::move(columns)},
+                        {"indexes", std::move(indexes)}});
+    }
+    return {{"kind", "sqlite"}, {"tables", std::move(tables)}};
+  }
+  const auto& document = std::get<StructuredDocument>(inspection);
+  nlohmann::json output = {{"kind", std::string(rawValue(document.kind))}};
+  if (!document.format.empty()) output["format"] = document.format;
+  output["value"] = document.value;
+  return output;
+}
+
 nlohmann::json sqlRowsJson(const SqliteQueryResult& result) {
   nlohmann::json rows = nlohmann::json::array();
   for (const auto& row : result.rows) {

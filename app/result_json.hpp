@@ -24,6 +24,7 @@
 #include "core/simulator_target.hpp"
 #include "tools/controls/simulator_controls_service.hpp"
 #include "tools/app_data/container_files.hpp"
+#include "tools/app_data/data_inspector_service.hpp"
 #include "tools/app_data/sqlite_reader.hpp"
 #include "tools/deeplink/deep_link_service.hpp"
 #include "tools/location/gpx_route_parser.hpp"
@@ -63,6 +64,13 @@ namespace orvanta {
 
 // A file or folder of an app's container: {path, kind, size, modified}.
 [[nodiscard]] nlohmann::json containerEntryJson(const ContainerEntry& entry);
+
+// The data files of a container: an array of {path, kind, size}.
+[[nodiscard]] nlohmann::json dataFilesJson(const std::vector<DataFile>& files);
+
+// One inspected file: {kind: "sqlite", tables: [{name, rowCount, columns, indexes}]}, or {kind:
+// "propertyList"|"json", format?, value}.
+[[nodiscard]] nlohmann::json inspectionJson(const DataInspection& inspection);
 
 // The rows of a query as objects keyed by column name; blobs as {"base64": ...}, non-finite reals as text.
 [[nodiscard]] nlohmann::json sqlRowsJson(const SqliteQueryResult& result);

@@ -199,24 +199,6 @@ CommandOutcome removeFiles(CommandContext& context, const DataArguments& argumen
   return {};
 }
 
-Json tableJson(const SqliteTable& table) {
-  Json columns = Json::array();
-  for (const auto& column : table.columns) {
-    columns.push_back({{"name", column.name},
-                       {"type", column.type},
-                       {"notNull", column.notNull},
-                       {"primaryKey", column.primaryKey}});
-  }
-  Json indexes = Json::array();
-  for (const auto& index : table.indexes) {
-    indexes.push_back({{"name", index.name}, {"unique", index.unique}, {"columns", index.columns}});
-  }
-  return {{"name", table.name},
-          {"rowCount", table.rowCount ? Json(*table.rowCount) : Json(nullptr)},
-          {"columns", std::move(columns)},
-          {"indexes", std::move(indexes)}};
-}
-
 void printTables(std::ostream& out, const std::vector<SqliteTable>& tables) {
   if (tables.empty()) out << "No tables.\n";
   for (const auto& table : tables) {
@@ -251,11 +233,7 @@ CommandOutcome inspectData(CommandContext& context, const DataArguments& argumen
     auto files = inspector.findDataFiles(*container);
     if (!files) return unexpected(session.failure(files.error()));
     if (context.options.json) {
-      Json list = Json::array();
-      for (const auto& file : *files) {
-        list.push_back({{"path", jsonText(file.path)}, {"kind", std::string(rawValue(file.kind))}, {"size", file.size}});
-      }
-      context.emitJson(list);
+      context.emitJson(dataFilesJson(*files));
     } else if (files->empty()) {
       context.out << "No databases, property lists or JSON files in the container.\n";
     } else {
@@ -272,9 +250,7 @@ CommandOutcome inspectData(CommandContext& context, const DataArguments& argumen
   if (!inspection) return unexpected(session.failure(inspection.error()));
   if (const auto* database = std::get_if<DatabaseInspection>(&*inspection)) {
     if (context.options.json) {
-      Json tables = Json::array();
-      for (const auto& table : database->tables) tables.push_back(tableJson(table));
-      context.emitJson({{"kind", "sqlite"}, {"tables", std::move(tables)}});
+      context.emitJson(inspectionJson(*inspection));
     } else {
       printTables(context.out, database->tables);
     }
@@ -282,10 +258,7 @@ CommandOutcome inspectData(CommandContext& context, const DataArguments& argumen
   }
   const auto& document = std::get<StructuredDocument>(*inspection);
   if (context.options.json) {
-    Json output = {{"kind", std::string(rawValue(document.kind))}};
-    if (!document.format.empty()) output["format"] = document.format;
-    output["value"] = document.value;
-    context.emitJson(output);
+    context.emitJson(inspectionJson(*inspection));
   } else {
     const std::string heading = document.kind == StructuredDocument::Kind::json
                                     ? std::string("JSON")

@@ -1,4 +1,4 @@
-// data_ls, data_sql, get_defaults, write_defaults, reset_app_data
+// data_ls, data_inspect, data_sql, get_defaults, write_defaults, reset_app_data
 #include "app/questions.hpp"
 #include "apps/simulator_app_service.hpp"
 #include "automation/app_data_reset_service.hpp"
@@ -55,6 +55,22 @@ ToolResult listFiles(ToolCall& call) {
   Json list = Json::array();
   for (const auto& entry : *entries) list.push_back(containerEntryJson(entry));
   return ToolResult::of(std::move(list));
+}
+
+// Without a path: the container's databases, property lists and JSON files; with one: that file's content.
+ToolResult inspectData(ToolCall& call) {
+  auto data = resolveContainer(call);
+  if (!data) return ToolResult::failed(data.error());
+  DataInspectorService inspector(temporaryDirectory());
+  const auto path = call.string("path");
+  if (!path) {
+    auto files = inspector.findDataFiles(data->container);
+    if (!files) return ToolResult::failed(dataFailure(call, files.error(), data->device));
+    return ToolResult::of(dataFilesJson(*files));
+  }
+  auto inspection = inspector.inspect(data->container, *path, call.stop);
+  if (!inspection) return ToolResult::failed(dataFailure(call, inspection.error(), data->device));
+  return ToolResult::of(inspectionJson(*inspection));
 }
 
 ToolResult runQuery(ToolCall& call) {
@@ -155,6 +171,16 @@ std::vector<ToolDefinition> dataTools() {
                            {"recursive", schema::boolean("List the folders' contents too")}},
                           {}),
        schema::items({{"type", "object"}}), {.readOnly = true, .idempotent = true}, true, false, listFiles},
+      {"data_inspect", "Inspect an app's data files",
+       "Without a path: the databases, property lists and JSON files in the app's container, with kinds and sizes "
+       "(structured content {items: [...]}). With a path: an SQLite database's tables, columns, indexes and row "
+       "counts, or a property list's or JSON file's content as a typed tree.",
+       containerArguments({{"path", schema::string("A file relative to the container")}}, {}),
+       schema::result({{"items", {{"type", "array"}}},
+                       {"kind", {{"type", "string"}}},
+                       {"tables", {{"type", "array"}}},
+                       {"format", {{"type", "string"}}}}),
+       {.readOnly = true, .idempotent = true}, true, false, inspectData},
       {"data_sql", "Query an app's database",
        "One read-only query on a consistent copy of an SQLite database in the app's container; rows as objects. "
        "Structured content: {items: [...]}.",

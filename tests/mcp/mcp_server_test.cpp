@@ -387,7 +387,8 @@ TEST_F(McpProgramTest, DataToolsAnswerAsTheDataCommands) {
                           tool("data_sql", {{"bundleIdentifier", "com.example.cafe"}, {"path", database}, {"query", query}}),
                           tool("data_sql", {{"bundleIdentifier", "com.example.cafe"}, {"path", database},
                                             {"query", "DELETE FROM sqlite_master"}}),
-                          tool("reset_app_data", {{"bundleIdentifier", "com.example.cafe"}})});
+                          tool("reset_app_data", {{"bundleIdentifier", "com.example.cafe"}}),
+                          tool("data_inspect", {{"bundleIdentifier", "com.example.cafe"}, {"path", database}})});
   EXPECT_EQ(answers[1]["result"]["structuredContent"]["items"],
             orvanta({"data", "ls", "com.example.cafe", "--recursive", "--json"}).json());
   const auto rows = orvanta({"data", "sql", "com.example.cafe", database, query, "--json"}).json();
@@ -397,6 +398,9 @@ TEST_F(McpProgramTest, DataToolsAnswerAsTheDataCommands) {
   EXPECT_EQ(answers[4]["result"]["isError"], true);
   EXPECT_TRUE(testing::contains(answers[4]["result"]["content"][0]["text"],
                                 "? It is uninstalled and installed again from its installed build.\n"));
+  EXPECT_EQ(answers[5]["result"]["structuredContent"],
+            orvanta({"data", "inspect", "com.example.cafe", database, "--json"}).json());
+  EXPECT_EQ(answers[5]["result"]["structuredContent"]["kind"], "sqlite");
   // A preference written is there when read, as the command line reads it.
   answers = session({tool("write_defaults", {{"bundleIdentifier", "com.example.cafe"}, {"key", "visits"},
                                              {"value", "7"}, {"type", "int"}})});
