@@ -38,6 +38,23 @@ Environment::Environment(const std::optional<std::string>& xcrunOption)
 
 Environment::~Environment() = default;
 
+SimctlClient Environment::simctlWithTimeout(double seconds) const {
+  RunWithOptionsFunction run = runWithOptions_;
+  return SimctlClient{[run, seconds](const std::filesystem::path& executable, const std::vector<std::string>& arguments,
+                                     orvanta::stop_token stop) {
+                        ProcessRunner::Options options;
+                        options.timeout = seconds;
+                        return run(executable, arguments, options, std::move(stop));
+                      },
+                      xcrun_};
+}
+
+std::shared_ptr<LocationRouteLibrary> Environment::recentRoutes() {
+  auto routes = LocationRouteLibrary::defaultDirectory();
+  if (!routes) return nullptr;
+  return std::make_shared<LocationRouteLibrary>(settings(), *routes);
+}
+
 std::shared_ptr<SettingsStore> Environment::settings() {
   if (!settings_) {
     if (auto file = JsonFileSettingsStore::defaultFile()) {

@@ -14,6 +14,7 @@
 #include "core/simulator_target.hpp"
 #include "support/main_loop.hpp"
 #include "support/settings_store.hpp"
+#include "tools/location/location_route_library.hpp"
 #include "tools/quickinput/simulator_pasteboard_service.hpp"
 
 namespace orvanta {
@@ -37,10 +38,14 @@ class Environment {
   [[nodiscard]] const std::string& xcrunSource() const { return xcrunSource_; }
 
   [[nodiscard]] const SimctlClient& simctl() const { return simctl_; }
+  // A simctl client whose runs end after `seconds` instead of the time-out of what they do.
+  [[nodiscard]] SimctlClient simctlWithTimeout(double seconds) const;
   [[nodiscard]] SimulatorDiscoveryService& discovery() { return discovery_; }
   [[nodiscard]] MainLoop& mainLoop() { return mainLoop_; }
   // The settings file of the config folder; an in-memory store when no config folder can be found.
   [[nodiscard]] std::shared_ptr<SettingsStore> settings();
+  // The location tool's recent routes, which scenario route steps name; null when their folder is unknown.
+  [[nodiscard]] std::shared_ptr<LocationRouteLibrary> recentRoutes();
   // A notice to show when the settings file could not be read and was moved aside (once).
   [[nodiscard]] std::optional<std::string> takeSettingsNotice();
   [[nodiscard]] SimulatorSelectionStore& selection();

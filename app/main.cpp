@@ -3,8 +3,9 @@
 
 #include <iostream>
 
-#include "cli/cli.hpp"
 #include "app/interrupt.hpp"
+#include "cli/cli.hpp"
+#include "mcp/mcp_server.hpp"
 
 int main(int argc, char** argv) {
   // A closed pipe on our output (orvanta devices | head) is an error to report, not a reason to die.
@@ -17,5 +18,14 @@ int main(int argc, char** argv) {
                                      ::isatty(STDOUT_FILENO) == 1,
                                      ::isatty(STDERR_FILENO) == 1,
                                      STDOUT_FILENO};
-  return orvanta::runCommandLine(argc, argv, streams, interrupts.token());
+  orvanta::FrontEnds frontEnds;
+  frontEnds.mcp = [](const std::optional<std::string>& xcrun, orvanta::stop_token stop) {
+    orvanta::McpServerOptions options;
+    options.inputFd = STDIN_FILENO;
+    options.outputFd = STDOUT_FILENO;
+    options.diagnostics = &std::cerr;
+    options.xcrun = xcrun;
+    return orvanta::runMcpServer(std::move(options), std::move(stop));
+  };
+  return orvanta::runCommandLine(argc, argv, streams, interrupts.token(), frontEnds);
 }

@@ -50,14 +50,7 @@ CommandFailure AppDataSession::failure(const AppDataError& error) const {
 }
 
 SimctlClient simctlWithTimeout(const CommandContext& context, double seconds) {
-  RunWithOptionsFunction run = context.environment.runWithOptions();
-  return SimctlClient{[run, seconds](const std::filesystem::path& executable, const std::vector<std::string>& arguments,
-                                     orvanta::stop_token stop) {
-                        ProcessRunner::Options options;
-                        options.timeout = seconds;
-                        return run(executable, arguments, options, std::move(stop));
-                      },
-                      context.environment.xcrunPath()};
+  return context.environment.simctlWithTimeout(seconds);
 }
 
 void printColumns(std::ostream& out, const std::vector<std::vector<std::string>>& rows) {
@@ -87,6 +80,5 @@ std::string byteCountText(std::uintmax_t bytes) {
   return formatTrimmedFixed(value, 1) + " " + units[unit];
 }
 
-std::string jsonText(std::string_view text) { return toValidUtf8(text); }
 
 }  // namespace orvanta

@@ -43,9 +43,4 @@ void printColumns(std::ostream& out, const std::vector<std::vector<std::string>>
 // "12 B", "1.5 kB", "26.2 MB": decimal units, as the file browser shows sizes.
 [[nodiscard]] std::string byteCountText(std::uintmax_t bytes);
 
-// `text` as valid UTF-8 (each ill-formed sequence replaced by U+FFFD), for --json output: file names and
-// keys come from the simulator's disk and may be anything.
-[[nodiscard]] std::string jsonText(std::string_view text);
-
-
 }  // namespace orvanta

@@ -73,12 +73,7 @@ class AppsSession {
     return unexpected(std::move(refused));
   }
 
-  nlohmann::json resultJson(const SimulatorApp& app) const {
-    return {{"bundleIdentifier", app.bundleIdentifier},
-            {"displayName", app.displayName},
-            {"simulatorUDID", device_.udid},
-            {"simulatorName", device_.name}};
-  }
+  nlohmann::json resultJson(const SimulatorApp& app) const { return appActionJson(app, device_); }
 
  private:
   CommandContext& context_;
@@ -102,9 +97,7 @@ CommandOutcome listApps(CommandContext& context, SimulatorAppFilter filter) {
   if (context.options.json) {
     auto array = nlohmann::json::array();
     for (const auto& app : apps) {
-      auto object = toJson(app);
-      if (auto icon = findAppIconFile(app.bundlePath)) object["iconPath"] = icon->path.string();
-      array.push_back(std::move(object));
+      array.push_back(installedAppJson(app));
     }
     context.emitJson(array);
     return {};
@@ -167,17 +160,6 @@ CommandOutcome terminateApp(CommandContext& context, const std::string& bundleId
   return {};
 }
 
-// The bundle identifier an .app folder's Info.plist declares, if it can be read.
-std::optional<std::string> declaredBundleIdentifier(const std::filesystem::path& bundle) {
-  auto text = readFile(bundle / "Info.plist", read_budget::propertyList);
-  if (!text || !*text) return std::nullopt;
-  auto info = parsePropertyList(**text);
-  if (!info) return std::nullopt;
-  const std::string* identifier = info->findString("CFBundleIdentifier");
-  if (identifier == nullptr || identifier->empty()) return std::nullopt;
-  return *identifier;
-}
-
 CommandOutcome installApp(CommandContext& context, const std::string& path) {
   AppsSession session(context);
   if (auto resolved = session.resolve(); !resolved) return resolved;
@@ -198,14 +180,7 @@ CommandOutcome installApp(CommandContext& context, const std::string& path) {
     }
   }
   if (context.options.json) {
-    nlohmann::json document = {{"bundlePath", bundle.string()},
-                               {"simulatorUDID", session.device().udid},
-                               {"simulatorName", session.device().name}};
-    if (installed) {
-      document["bundleIdentifier"] = installed->bundleIdentifier;
-      document["displayName"] = installed->displayName;
-    }
-    context.emitJson(document);
+    context.emitJson(installJson(bundle, session.device(), installed));
   } else if (installed) {
     context.out << "Installed " << installed->displayName << " (" << installed->bundleIdentifier << ") on "
                 << session.device().name << ".\n";

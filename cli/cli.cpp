@@ -19,13 +19,6 @@ constexpr const char* kFooter = R"(Exit status: 0 done, 1 failed or refused, 2 u
 Errors are printed on stderr; with --json, stdout holds {"error": {"kind": ..., "message": ...}}.
 Run 'orvanta COMMAND --help' for a command's options.)";
 
-// The error member of a --json document.
-nlohmann::json errorJson(const CommandFailure& failure) {
-  nlohmann::json error = {{"kind", failure.caseName}, {"message", failure.message}};
-  if (!failure.hints.empty()) error["hints"] = failure.hints;
-  return error;
-}
-
 // Writes the failure on stderr and, with --json, the one document on stdout: the result the command had
 // (`result`, when it got that far) with "error" among its members, or one more compact line for NDJSON.
 void report(const CommandFailure& failure, const GlobalOptions& options, CommandLineStreams& streams,
@@ -117,7 +110,8 @@ std::optional<UnknownCommand> unknownCommand(CLI::App& app, const std::vector<st
 
 }  // namespace
 
-int runCommandLine(int argc, const char* const* argv, CommandLineStreams streams, orvanta::stop_token stop) {
+int runCommandLine(int argc, const char* const* argv, CommandLineStreams streams, orvanta::stop_token stop,
+                   const FrontEnds& frontEnds) {
   GlobalOptions options;
   CLI::App app("Orvanta drives simulated iOS devices through xcrun simctl.", "orvanta");
   app.footer(kFooter);
@@ -144,6 +138,14 @@ int runCommandLine(int argc, const char* const* argv, CommandLineStreams streams
   CommandRegistry registry;
   if (!(commandWords.empty() && has("--version"))) {
     registerCommands(app, registry, commandWords.empty() ? std::string_view() : std::string_view(commandWords.front()));
+  }
+  CLI::App* mcp = nullptr;
+  if (frontEnds.mcp) {
+    mcp = app.add_subcommand("mcp", "Serve the Model Context Protocol on standard input and output");
+    mcp->footer(
+        "For coding agents: newline-delimited JSON-RPC on stdin and stdout, diagnostics on stderr; it ends when\n"
+        "stdin closes. Every tool acts on --device's simulator or the remembered target, as the commands do.\n"
+        "Agent configuration: {\"command\": \"orvanta\", \"args\": [\"mcp\"]}");
   }
   if (commandWords.empty() && !has("--help") && !has("-h") && !has("--version")) {
     streams.out << app.help();
@@ -196,6 +198,9 @@ int runCommandLine(int argc, const char* const* argv, CommandLineStreams streams
     report(failure, options, streams);
     return exitStatusFor(unexpected(failure));
   }
+
+  // The server owns standard input and output from here on.
+  if (mcp != nullptr && mcp->parsed()) return frontEnds.mcp(options.xcrun, stop);
 
   // Terminals see outside text with its control characters escaped; pipes and files get it as it is.
   std::optional<TerminalSafeBuffer> safeOut;

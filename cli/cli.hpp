@@ -2,7 +2,10 @@
 // returns the exit status.
 #pragma once
 
+#include <functional>
 #include <iosfwd>
+#include <optional>
+#include <string>
 #include "support/stop_token.hpp"
 
 namespace orvanta {
@@ -19,7 +22,16 @@ struct CommandLineStreams {
   int outFd = -1;  // the descriptor behind `out`, if any
 };
 
+// The other front ends that the command line starts by name ("orvanta mcp"). The program's entry point
+// hands them in, so that the command line does not depend on them; an empty one leaves its command out.
+struct FrontEnds {
+  // Serves the Model Context Protocol on standard input and output until input ends; returns the exit
+  // status. Given the --xcrun option and the Ctrl-C stop.
+  std::function<int(const std::optional<std::string>& xcrun, orvanta::stop_token stop)> mcp;
+};
+
 // Runs one invocation. `stop` is requested by Ctrl-C. Returns 0, 1, 2 or 130. Main thread.
-int runCommandLine(int argc, const char* const* argv, CommandLineStreams streams, orvanta::stop_token stop);
+int runCommandLine(int argc, const char* const* argv, CommandLineStreams streams, orvanta::stop_token stop,
+                   const FrontEnds& frontEnds = {});
 
 }  // namespace orvanta

@@ -8,28 +8,6 @@
 
 namespace orvanta {
 
-CommandFailure CommandFailure::failure(std::string caseName, std::string message, std::vector<std::string> hints) {
-  return CommandFailure{Kind::failed, std::move(caseName), std::move(message), std::move(hints), nullptr};
-}
-
-CommandFailure CommandFailure::usage(std::string message, std::vector<std::string> hints) {
-  return CommandFailure{Kind::usage, "usage", std::move(message), std::move(hints), nullptr};
-}
-
-CommandFailure CommandFailure::interrupted() {
-  return CommandFailure{Kind::interrupted, "cancelled", "The command was cancelled.", {}, nullptr};
-}
-
-int exitStatusFor(const CommandOutcome& outcome) {
-  if (outcome) return 0;
-  switch (outcome.error().kind) {
-    case CommandFailure::Kind::failed: return 1;
-    case CommandFailure::Kind::usage: return 2;
-    case CommandFailure::Kind::interrupted: return 130;
-  }
-  return 1;
-}
-
 void CommandContext::emitJson(const nlohmann::json& document) const {
   pendingJson_ = std::make_shared<const nlohmann::json>(document);
 }

@@ -13,6 +13,7 @@
 
 #include <nlohmann/json_fwd.hpp>
 
+#include "app/command_failure.hpp"
 #include "support/expected.hpp"
 
 namespace CLI {
@@ -27,28 +28,6 @@ struct GlobalOptions {
   std::optional<std::string> xcrun;   // --xcrun PATH (else ORVANTA_XCRUN, else /usr/bin/xcrun)
   bool yes = false;                   // --yes
 };
-
-// Why a command did not complete. `caseName` is the error case scripts see in --json output, `message`
-// the exact sentence, `hints` further lines for people.
-struct CommandFailure {
-  enum class Kind { failed, usage, interrupted };
-  Kind kind = Kind::failed;
-  std::string caseName;
-  std::string message;
-  std::vector<std::string> hints;
-  // With --json: members written beside "error" in the one document on stdout (for example the list of
-  // problems that the message summarises).
-  std::shared_ptr<const nlohmann::json> details;
-
-  static CommandFailure failure(std::string caseName, std::string message, std::vector<std::string> hints = {});
-  static CommandFailure usage(std::string message, std::vector<std::string> hints = {});
-  static CommandFailure interrupted();
-};
-
-using CommandOutcome = expected<void, CommandFailure>;
-
-// The exit status for an outcome: 0 done, 1 failed or refused, 2 usage, 130 interrupted.
-int exitStatusFor(const CommandOutcome& outcome);
 
 class Environment;
 

@@ -69,18 +69,7 @@ class ControlsSession {
   SimulatorTargetStatus status_;
 };
 
-nlohmann::json resultJson(const SimulatorControlsResult& result) {
-  return {{"action", std::string(result.action.caseName())},
-          {"simulatorUDID", result.simulatorUDID},
-          {"simulatorName", result.simulatorName},
-          {"stdout", result.stdout},
-          {"stderr", result.stderr}};
-}
-
-CommandFailure notConfirmed(std::string message) {
-  return CommandFailure::failure("notConfirmed", std::move(message),
-                                 {"The command was sent, but reading the value back shows it did not take effect."});
-}
+CommandFailure notConfirmed(std::string message) { return readBackFailure(std::move(message)); }
 
 // One `ui` setting: how it is named, set, queried and shown.
 struct UiSetting {
@@ -119,20 +108,17 @@ CommandOutcome uiCommand(CommandContext& context, const UiSetting& setting, cons
   const std::optional<std::string> reported = reading ? std::optional(firstLine(reading->stdout)) : std::nullopt;
 
   if (context.options.json) {
-    nlohmann::json document = resultJson(applied ? *applied : *reading);
     // The value in the command's own words (on/off for contrast); what was asked for when not read back.
+    std::optional<std::string> value;
     if (reported) {
-      document["value"] = setting.show(*reported);
+      value = setting.show(*reported);
     } else if (expected) {
-      document["value"] = setting.show(*expected);
+      value = setting.show(*expected);
     }
-    if (change) document["verified"] = verify;
-    if (before) document["previous"] = *before;
-    if (change && verify && expected && reported != expected) {
-      document["confirmed"] = false;
-    } else if (change && verify) {
-      document["confirmed"] = true;
-    }
+    std::optional<bool> confirmed;
+    if (change && verify) confirmed = !(expected && reported != expected);
+    nlohmann::json document = uiSettingJson(applied ? *applied : *reading, value,
+                                            change ? std::optional<bool>(verify) : std::nullopt, before, confirmed);
     context.emitJson(document);
   }
   if (change && verify && expected && reported != expected) {
@@ -202,12 +188,6 @@ expected<StatusBarOverride, CommandFailure> overrideFromFlags(const StatusBarFla
   return base;
 }
 
-nlohmann::json readingJson(const StatusBarReading& reading) {
-  nlohmann::json document = toJson(reading.values);
-  if (reading.batteryStateCode) document["batteryStateCode"] = *reading.batteryStateCode;
-  return document;
-}
-
 CommandOutcome applyOverride(CommandContext& context, const StatusBarOverride& value, bool verify,
                              const std::string& what) {
   ControlsSession session(context);
@@ -223,13 +203,7 @@ CommandOutcome applyOverride(CommandContext& context, const StatusBarOverride& v
     wrong = statusBarContradictions(value, *reading);
   }
   if (context.options.json) {
-    nlohmann::json document = resultJson(*applied);
-    document["override"] = toJson(value);
-    document["verified"] = verify;
-    if (reading) {
-      document["listed"] = readingJson(*reading);
-      document["confirmed"] = wrong.empty();
-    }
+    nlohmann::json document = statusBarAppliedJson(*applied, value, verify, reading, wrong.empty());
     context.emitJson(document);
   }
   if (!wrong.empty()) {
@@ -249,8 +223,8 @@ CommandOutcome showStatusBar(CommandContext& context) {
   if (!listed) return unexpected(listed.error());
   auto reading = parseStatusBarList(listed->stdout);
   if (context.options.json) {
-    nlohmann::json document = resultJson(*listed);
-    document["overrides"] = readingJson(reading);
+    nlohmann::json document = controlsResultJson(*listed);
+    document["overrides"] = statusBarReadingJson(reading);
     document["hasOverrides"] = reading.hasOverrides;
     context.emitJson(document);
   } else if (!reading.hasOverrides) {
@@ -274,7 +248,7 @@ CommandOutcome clearStatusBar(CommandContext& context, bool verify) {
     confirmed = !parseStatusBarList(listed->stdout).hasOverrides;
   }
   if (context.options.json) {
-    nlohmann::json document = resultJson(*cleared);
+    nlohmann::json document = controlsResultJson(*cleared);
     document["verified"] = verify;
     if (verify) document["confirmed"] = confirmed;
     context.emitJson(document);

@@ -13,6 +13,7 @@
 #include "cli/app_data_session.hpp"
 #include "cli/commands.hpp"
 #include "app/environment.hpp"
+#include "app/questions.hpp"
 #include "apps/simulator_app_service.hpp"
 #include "automation/app_data_reset_service.hpp"
 #include "support/app_paths.hpp"
@@ -113,12 +114,7 @@ CommandOutcome listFiles(CommandContext& context, const DataArguments& arguments
   if (!entries) return unexpected(session.failure(entries.error()));
   if (context.options.json) {
     Json list = Json::array();
-    for (const auto& entry : *entries) {
-      list.push_back({{"path", jsonText(entry.path)},
-                      {"kind", std::string(rawValue(entry.kind))},
-                      {"size", entry.size},
-                      {"modified", jsonDate(entry.modified)}});
-    }
+    for (const auto& entry : *entries) list.push_back(containerEntryJson(entry));
     context.emitJson(list);
     return {};
   }
@@ -203,24 +199,6 @@ CommandOutcome removeFiles(CommandContext& context, const DataArguments& argumen
   return {};
 }
 
-Json tableJson(const SqliteTable& table) {
-  Json columns = Json::array();
-  for (const auto& column : table.columns) {
-    columns.push_back({{"name", column.name},
-                       {"type", column.type},
-                       {"notNull", column.notNull},
-                       {"primaryKey", column.primaryKey}});
-  }
-  Json indexes = Json::array();
-  for (const auto& index : table.indexes) {
-    indexes.push_back({{"name", index.name}, {"unique", index.unique}, {"columns", index.columns}});
-  }
-  return {{"name", table.name},
-          {"rowCount", table.rowCount ? Json(*table.rowCount) : Json(nullptr)},
-          {"columns", std::move(columns)},
-          {"indexes", std::move(indexes)}};
-}
-
 void printTables(std::ostream& out, const std::vector<SqliteTable>& tables) {
   if (tables.empty()) out << "No tables.\n";
   for (const auto& table : tables) {
@@ -255,11 +233,7 @@ CommandOutcome inspectData(CommandContext& context, const DataArguments& argumen
     auto files = inspector.findDataFiles(*container);
     if (!files) return unexpected(session.failure(files.error()));
     if (context.options.json) {
-      Json list = Json::array();
-      for (const auto& file : *files) {
-        list.push_back({{"path", jsonText(file.path)}, {"kind", std::string(rawValue(file.kind))}, {"size", file.size}});
-      }
-      context.emitJson(list);
+      context.emitJson(dataFilesJson(*files));
     } else if (files->empty()) {
       context.out << "No databases, property lists or JSON files in the container.\n";
     } else {
@@ -276,9 +250,7 @@ CommandOutcome inspectData(CommandContext& context, const DataArguments& argumen
   if (!inspection) return unexpected(session.failure(inspection.error()));
   if (const auto* database = std::get_if<DatabaseInspection>(&*inspection)) {
     if (context.options.json) {
-      Json tables = Json::array();
-      for (const auto& table : database->tables) tables.push_back(tableJson(table));
-      context.emitJson({{"kind", "sqlite"}, {"tables", std::move(tables)}});
+      context.emitJson(inspectionJson(*inspection));
     } else {
       printTables(context.out, database->tables);
     }
@@ -286,10 +258,7 @@ CommandOutcome inspectData(CommandContext& context, const DataArguments& argumen
   }
   const auto& document = std::get<StructuredDocument>(*inspection);
   if (context.options.json) {
-    Json output = {{"kind", std::string(rawValue(document.kind))}};
-    if (!document.format.empty()) output["format"] = document.format;
-    output["value"] = document.value;
-    context.emitJson(output);
+    context.emitJson(inspectionJson(*inspection));
   } else {
     const std::string heading = document.kind == StructuredDocument::Kind::json
                                     ? std::string("JSON")
@@ -298,23 +267,6 @@ CommandOutcome inspectData(CommandContext& context, const DataArguments& argumen
     for (const auto& line : describeTypedValue(document.value, "(root)")) context.out << line << '\n';
   }
   return {};
-}
-
-Json cellJson(const SqliteValue& value) {
-  return std::visit(
-      [](const auto& cell) -> Json {
-        using T = std::decay_t<decltype(cell)>;
-        if constexpr (std::is_same_v<T, std::nullptr_t>) {
-          return nullptr;
-        } else if constexpr (std::is_same_v<T, SqliteBlob>) {
-          return Json{{"base64", base64Text(cell.bytes)}};
-        } else if constexpr (std::is_same_v<T, double>) {
-          return std::isfinite(cell) ? Json(cell) : Json(cell > 0 ? "inf" : cell < 0 ? "-inf" : "nan");
-        } else {
-          return cell;
-        }
-      },
-      value);
 }
 
 std::string cellText(const SqliteValue& value) {
@@ -353,13 +305,7 @@ CommandOutcome runQuery(CommandContext& context, const DataArguments& arguments)
     context.err << fmt::format("orvanta: Only the first {} rows are shown (--limit raises the limit).\n", result->rows.size());
   }
   if (context.options.json) {
-    Json rows = Json::array();
-    for (const auto& row : result->rows) {
-      Json object = Json::object();
-      for (std::size_t column = 0; column < row.size(); ++column) object[result->columns[column]] = cellJson(row[column]);
-      rows.push_back(std::move(object));
-    }
-    context.emitJson(rows);
+    context.emitJson(sqlRowsJson(*result));
     return {};
   }
   std::vector<std::vector<std::string>> rows;
@@ -374,15 +320,6 @@ CommandOutcome runQuery(CommandContext& context, const DataArguments& arguments)
   printColumns(context.out, rows);
   context.out << fmt::format("({} row{})\n", result->rows.size(), result->rows.size() == 1 ? "" : "s");
   return {};
-}
-
-const char* ledgerStatus(AppDataResetLedgerEntry::Status status) {
-  switch (status) {
-    case AppDataResetLedgerEntry::Status::succeeded: return "succeeded";
-    case AppDataResetLedgerEntry::Status::failed: return "failed";
-    case AppDataResetLedgerEntry::Status::skipped: return "skipped";
-  }
-  return "";
 }
 
 CommandOutcome resetData(CommandContext& context, const DataArguments& arguments) {
@@ -404,23 +341,12 @@ CommandOutcome resetData(CommandContext& context, const DataArguments& arguments
   if (app->isSystemApp || app->kind == SimulatorAppKind::system) {
     return unexpected(CommandFailure::failure("systemAppNotSupported", "Reset App Data isn't supported for a system app."));
   }
-  const std::string question = "Reset the data of " + app->displayName + " on " + session.device().name +
-                               (arguments.permissions ? " and its privacy permissions" : "") +
-                               "? It is uninstalled and installed again from its installed build.";
+  const std::string question = resetDataQuestion(app->displayName, session.device().name, arguments.permissions);
   if (auto confirmed = context.confirm(question); !confirmed) return confirmed;
   AppDataResetService service(context.environment.simctl(), context.environment.gate());
   const auto outcome = service.reset({session.device(), *app, arguments.permissions}, context.stop);
-  static constexpr const char* outcomes[] = {"succeeded", "partial", "failed"};
   if (context.options.json) {
-    Json ledger = Json::array();
-    for (const auto& entry : outcome.ledger) {
-      ledger.push_back({{"step", entry.step}, {"status", ledgerStatus(entry.status)}, {"message", entry.message}});
-    }
-    Json document = {{"bundleIdentifier", app->bundleIdentifier},
-                     {"simulatorUDID", session.udid()},
-                     {"outcome", outcomes[static_cast<int>(outcome.kind)]},
-                     {"ledger", std::move(ledger)}};
-    if (!outcome.summary.empty()) document["summary"] = outcome.summary;
+    Json document = appDataResetJson(outcome, app->bundleIdentifier, session.udid());
     if (outcome.kind == AppDataResetOutcome::Case::failed) {
       auto failure = CommandFailure::failure("resetFailed", outcome.summary);
       failure.details = std::make_shared<const Json>(std::move(document));
@@ -429,7 +355,7 @@ CommandOutcome resetData(CommandContext& context, const DataArguments& arguments
     context.emitJson(document);
   } else {
     for (const auto& entry : outcome.ledger) {
-      context.out << fmt::format("{:<12} {:<10} {}\n", entry.step, ledgerStatus(entry.status), entry.message);
+      context.out << fmt::format("{:<12} {:<10} {}\n", entry.step, resetLedgerStatusWord(entry.status), entry.message);
     }
     if (outcome.kind == AppDataResetOutcome::Case::failed) {
       return unexpected(CommandFailure::failure("resetFailed", outcome.summary));

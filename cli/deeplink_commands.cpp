@@ -30,13 +30,6 @@ std::string kindText(const DeepLinkKind& kind) {
   return kind.kind == DeepLinkKind::Case::custom ? "custom scheme \"" + kind.scheme + "\"" : kind.scheme;
 }
 
-Json launchJson(const DeepLinkLaunchResult& result, const ValidatedDeepLink& link) {
-  return {{"urlString", result.urlString},
-          {"simulatorUDID", result.simulatorUDID},
-          {"kind", std::string(link.kind.caseName())},
-          {"scheme", link.kind.scheme}};
-}
-
 Json schemeJson(const DeclaredURLScheme& scheme) {
   Json json = {{"scheme", scheme.scheme}};
   if (scheme.urlName) json["urlName"] = *scheme.urlName;
@@ -137,7 +130,7 @@ class DeepLinkSession {
 CommandOutcome reportOpened(CommandContext& context, const DeepLinkSession& session, const ValidatedDeepLink& link,
                             const DeepLinkLaunchResult& result) {
   if (context.options.json) {
-    context.emitJson(launchJson(result, link));
+    context.emitJson(deepLinkOpenedJson(result, link));
   } else {
     context.out << "Opened " << result.urlString << " on " << session.deviceName() << ".\n";
   }

@@ -47,9 +47,7 @@ CommandOutcome readDefaults(CommandContext& context, const DefaultsArguments& ar
     return unexpected(session.failure(AppDataError::named(AppDataError::Case::keyNotFound, escapedForTerminal(arguments.key))));
   }
   if (context.options.json) {
-    Json members = Json::object();
-    for (auto& [key, value] : values) members[jsonText(key)] = std::move(value);
-    context.emitJson({{"domain", jsonText(reading->domain)}, {"values", std::move(members)}});
+    context.emitJson(defaultsJson(reading->domain, values));
     return {};
   }
   if (values.empty()) context.out << "No preferences are set.\n";
@@ -71,11 +69,7 @@ CommandOutcome writeDefaults(CommandContext& context, const DefaultsArguments& a
   if (!changed) return unexpected(session.failure(changed.error()));
   const Json typed = typedValue(changed->readBack.value_or(value->value));
   if (context.options.json) {
-    context.emitJson({{"domain", jsonText(changed->domain)},
-                      {"key", jsonText(arguments.key)},
-                      {"value", typed},
-                      {"terminatedApp", changed->terminatedApp},
-                      {"confirmed", true}});
+    context.emitJson(defaultsWrittenJson(changed->domain, arguments.key, typed, changed->terminatedApp));
     return {};
   }
   if (changed->terminatedApp) context.out << "Terminated " << arguments.bundleIdentifier << " first.\n";

@@ -40,22 +40,12 @@ CommandOutcome listDevices(CommandContext& context) {
   return {};
 }
 
-nlohmann::json statusJson(const SimulatorTargetStatus& status, const std::vector<SimulatorDevice>& devices) {
-  nlohmann::json object = {{"status", std::string(status.caseName())}, {"line", statusLine(status, devices)}};
-  if (status.kind == SimulatorTargetStatus::Case::needsChoice) object["bootedCount"] = status.bootedCount;
-  if (status.kind == SimulatorTargetStatus::Case::selected || status.kind == SimulatorTargetStatus::Case::lost) {
-    object["udid"] = status.udid;
-  }
-  if (status.device) object["device"] = deviceJson(*status.device);
-  return object;
-}
-
 CommandOutcome showTarget(CommandContext& context) {
   auto status = currentTargetStatus(context);
   if (!status) return unexpected(status.error());
   const auto& devices = context.environment.discovery().devices();
   if (context.options.json) {
-    context.emitJson(statusJson(*status, devices));
+    context.emitJson(targetStatusJson(*status, devices));
   } else {
     context.out << statusLine(*status, devices) << '\n';
   }
@@ -72,7 +62,7 @@ CommandOutcome setTarget(CommandContext& context, const std::string& udidOrName)
   }
   auto status = resolveTargetStatus(device->udid, devices);
   if (context.options.json) {
-    context.emitJson(statusJson(status, devices));
+    context.emitJson(targetStatusJson(status, devices));
   } else {
     context.out << statusLine(status, devices) << '\n';
     if (status.kind != SimulatorTargetStatus::Case::selected) {

@@ -7,6 +7,7 @@
 #include "cli/command.hpp"
 #include "cli/commands.hpp"
 #include "app/environment.hpp"
+#include "app/result_json.hpp"
 #include "core/toolchain_doctor.hpp"
 #include "support/app_paths.hpp"
 #include "support/platform.hpp"
@@ -33,19 +34,17 @@ CommandOutcome doctor(CommandContext& context) {
   const auto checks = runDoctor(inputs, context.stop);
   if (context.stop.stop_requested()) return unexpected(CommandFailure::interrupted());
   bool failed = false;
-  auto array = nlohmann::json::array();
   std::size_t width = 0;
   for (const auto& check : checks) width = std::max(width, check.name.size());
   for (const auto& check : checks) {
     failed = failed || check.status == DoctorCheck::Status::failed;
-    array.push_back({{"name", check.name}, {"status", std::string(statusWord(check.status))}, {"message", check.message}});
     if (!context.options.json) {
       const auto word = statusWord(check.status);
       context.out << word << std::string(8 - word.size(), ' ') << check.name << std::string(width - check.name.size() + 2, ' ')
                   << check.message << '\n';
     }
   }
-  if (context.options.json) context.emitJson({{"checks", array}});
+  if (context.options.json) context.emitJson(doctorJson(checks));
   if (failed) {
     return unexpected(CommandFailure::failure("checksFailed", "Some checks failed; see the lines marked failed."));
   }

@@ -10,6 +10,7 @@
 #include "cli/commands.hpp"
 #include "cli/progress_line.hpp"
 #include "app/environment.hpp"
+#include "app/questions.hpp"
 #include "cli/target_resolution.hpp"
 #include "core/simulator_lifecycle_service.hpp"
 #include "support/platform.hpp"
@@ -35,9 +36,7 @@ CommandOutcome change(CommandContext& context, SimulatorLifecycleAction action, 
   auto device = namedDevice(context, udidOrName);
   if (!device) return unexpected(device.error());
   if (action == SimulatorLifecycleAction::erase) {
-    if (auto confirmed = context.confirm("Erase all content and settings of " + device->name + " (" + device->udid +
-                                         ")?");
-        !confirmed) {
+    if (auto confirmed = context.confirm(eraseQuestion(*device)); !confirmed) {
       return confirmed;
     }
   }
@@ -69,9 +68,7 @@ CommandOutcome change(CommandContext& context, SimulatorLifecycleAction action, 
     return unexpected(failure);
   }
   if (context.options.json) {
-    context.emitJson({{"action", std::string(commandWord(action))},
-                      {"alreadyDone", result->alreadyDone},
-                      {"device", deviceJson(result->device)}});
+    context.emitJson(lifecycleJson(action, result->alreadyDone, result->device));
     return {};
   }
   switch (action) {

@@ -73,74 +73,8 @@ std::string plural(std::int64_t count, std::string_view one, std::string_view ma
 
 // ---- JSON shapes -------------------------------------------------------------------------------------
 
-Json errorJson(const LocationSimulationError& error) {
-  return {{"kind", std::string(error.caseName())}, {"message", error.description()}};
-}
-
-Json pointJson(const LocationRoutePoint& point) {
-  Json json = {{"latitude", point.latitude}, {"longitude", point.longitude}};
-  if (auto elevation = point.elevation()) json["elevation"] = *elevation;
-  if (auto timestamp = point.timestamp()) json["timestamp"] = jsonDate(*timestamp);
-  return json;
-}
-
-Json metricsJson(const LocationRouteMetrics& metrics) {
-  Json json = {{"pointCount", metrics.pointCount},
-               {"segmentCount", metrics.segmentCount},
-               {"first", pointJson(metrics.first)},
-               {"last", pointJson(metrics.last)},
-               {"bounds",
-                {{"minLatitude", metrics.bounds.minLatitude},
-                 {"maxLatitude", metrics.bounds.maxLatitude},
-                 {"minLongitude", metrics.bounds.minLongitude},
-                 {"maxLongitude", metrics.bounds.maxLongitude}}},
-               {"distanceMeters", metrics.distanceMeters},
-               {"segmentGapCount", metrics.segmentGapCount},
-               {"hasCompleteTimestamps", metrics.hasCompleteTimestamps}};
-  if (metrics.duration) json["duration"] = *metrics.duration;
-  if (auto speed = metrics.timedAverageSpeed()) json["timedAverageSpeed"] = *speed;
-  return json;
-}
-
-Json notesJson(const GPXParseNotes& notes) {
-  return {{"ignoredWaypointCount", notes.ignoredWaypointCount},
-          {"ignoredRouteCount", notes.ignoredRouteCount},
-          {"unreadableTimestampCount", notes.unreadableTimestampCount},
-          {"unreadableElevationCount", notes.unreadableElevationCount}};
-}
-
-Json operationJson(const LocationActiveOperation& operation) {
-  Json json = {{"kind", operation.kind == LocationActiveOperation::Kind::route ? "route" : "scenario"},
-               {"name", operation.name},
-               {"simulatorUDID", operation.simulatorUDID},
-               {"simulatorName", operation.simulatorName},
-               {"startedAt", jsonDate(operation.startedAt)}};
-  if (operation.kind == LocationActiveOperation::Kind::route) {
-    json["pointCount"] = operation.pointCount;
-    json["speedMetersPerSecond"] = operation.speedMetersPerSecond;
-  }
-  return json;
-}
-
-Json recentJson(const LocationRouteRecent& recent) {
-  Json json = toJson(recent);
-  json["startedAt"] = jsonDate(recent.startedAt);
-  return json;
-}
-
 Json historyJson(const LocationHistoryEntry& entry) {
   return {{"id", entry.id}, {"coordinate", toJson(entry.coordinate)}, {"setAt", jsonDate(entry.setAt)}};
-}
-
-Json resultJson(const LocationCommandResult& result) {
-  Json json = {{"action", std::string(result.action.caseName())},
-               {"simulatorUDID", result.simulatorUDID},
-               {"simulatorName", result.simulatorName},
-               {"stdout", result.stdout},
-               {"stderr", result.stderr}};
-  if (result.action.kind == LocationAction::Case::set) json["coordinate"] = toJson(result.action.location);
-  if (result.persistenceError) json["persistenceError"] = errorJson(*result.persistenceError);
-  return json;
 }
 
 // ---- failures ----------------------------------------------------------------------------------------
@@ -217,7 +151,7 @@ CommandOutcome setLocation(CommandContext& context, const SimulatedLocation& loc
   auto result = service.perform(session.status(), LocationAction::set(location), context.stop);
   if (!result) return unexpected(session.failure(result.error()));
   if (context.options.json) {
-    Json json = resultJson(*result);
+    Json json = locationResultJson(*result);
     if (preset) json["preset"] = toJson(*preset);
     context.emitJson(json);
   } else if (preset) {
@@ -237,7 +171,7 @@ CommandOutcome clearLocation(CommandContext& context) {
   auto result = service.perform(session.status(), LocationAction::clear(), context.stop);
   if (!result) return unexpected(session.failure(result.error()));
   if (context.options.json) {
-    context.emitJson(resultJson(*result));
+    context.emitJson(locationResultJson(*result));
   } else {
     context.out << "Simulated location cleared on " << result->simulatorName << ".\n";
   }
@@ -387,18 +321,7 @@ CommandOutcome playRoute(CommandContext& context, const RouteOptions& options) {
   if (!library) started->persistenceError = LocationSimulationError(ErrorCase::persistenceFailed);
 
   if (context.options.json) {
-    Json json = {{"route", {{"id", route.id}, {"name", route.name}, {"sourceFilename", route.source.filename}}},
-                 {"metrics", metricsJson(started->metrics)},
-                 {"speedMetersPerSecond", *speed},
-                 {"simulatorUDID", started->operation.simulatorUDID},
-                 {"simulatorName", started->operation.simulatorName},
-                 {"stdout", started->stdout},
-                 {"stderr", started->stderr},
-                 {"activeOperation", operationJson(started->operation)},
-                 {"note", locationRouteNote}};
-    if (notes) json["notes"] = notesJson(*notes);
-    if (started->recent) json["recent"] = recentJson(*started->recent);
-    if (started->persistenceError) json["persistenceError"] = errorJson(*started->persistenceError);
+    Json json = routeStartJson(route, *started, *speed, notes);
     context.emitJson(json);
   } else {
     context.out << "Playing \"" << route.name << "\" on " << started->operation.simulatorName << " at "
@@ -435,7 +358,7 @@ CommandOutcome recents(CommandContext& context, const RecentsOptions& options) {
     if (!removed) return unexpected(failureOf(removed.error()));
     if (context.options.json) {
       Json list = Json::array();
-      for (const auto& recent : *removed) list.push_back(recentJson(recent));
+      for (const auto& recent : *removed) list.push_back(routeRecentJson(recent));
       context.emitJson({{"removed", list}, {"note", locationRecentsRemovedNote}});
     } else {
       context.out << "Removed " << plural(static_cast<std::int64_t>(removed->size()), "recent route", "recent routes")
@@ -447,7 +370,7 @@ CommandOutcome recents(CommandContext& context, const RecentsOptions& options) {
   const auto list = (*library)->recents();
   if (context.options.json) {
     Json array = Json::array();
-    for (const auto& recent : list) array.push_back(recentJson(recent));
+    for (const auto& recent : list) array.push_back(routeRecentJson(recent));
     context.emitJson(array);
   } else if (list.empty()) {
     context.out << "No recent routes.\n";
@@ -558,7 +481,7 @@ CommandOutcome runScenario(CommandContext& context, const std::string& name) {
                       {"simulatorName", started->operation.simulatorName},
                       {"stdout", started->stdout},
                       {"stderr", started->stderr},
-                      {"activeOperation", operationJson(started->operation)},
+                      {"activeOperation", locationOperationJson(started->operation)},
                       {"note", locationScenarioNote}});
   } else {
     context.out << "Running the scenario \"" << name << "\" on " << started->operation.simulatorName << ".\n"
@@ -578,10 +501,10 @@ CommandOutcome inspectGpx(CommandContext& context, const std::string& path) {
   if (context.options.json) {
     Json json = {{"name", route.name},
                  {"sourceFilename", route.source.filename},
-                 {"metrics", metricsJson(metrics)},
-                 {"notes", notesJson(imported->notes)},
+                 {"metrics", routeMetricsJson(metrics)},
+                 {"notes", gpxNotesJson(imported->notes)},
                  {"playable", playback.has_value()}};
-    if (!playback) json["playbackError"] = errorJson(playback.error());
+    if (!playback) json["playbackError"] = locationErrorJson(playback.error());
     context.emitJson(json);
     return {};
   }

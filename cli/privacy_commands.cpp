@@ -10,6 +10,7 @@
 
 #include "cli/commands.hpp"
 #include "app/environment.hpp"
+#include "app/result_json.hpp"
 #include "cli/target_resolution.hpp"
 #include "tools/privacy/simulator_privacy_service.hpp"
 
@@ -73,11 +74,7 @@ CommandOutcome changePrivacy(CommandContext& context, SimulatorPrivacyAction act
 
   const SimulatorDevice& device = *status->device;
   if (context.options.json) {
-    context.emitJson({{"action", std::string(commandWord(action))},
-                      {"service", serviceWord},
-                      {"bundleIdentifier", bundleIdentifier},
-                      {"simulatorUDID", device.udid},
-                      {"note", stateNote()}});
+    context.emitJson(privacyChangeJson(action, serviceWord, bundleIdentifier, device.udid));
     return {};
   }
   const SimulatorPrivacyServiceList* offered = service.offeredServices(context.stop);

@@ -126,12 +126,8 @@ CommandOutcome sendPush(CommandContext& context, const std::string& bundleIdenti
                                             std::chrono::system_clock::now());
   auto recorded = PushHistoryStore(context.environment.settings()).record(entry);
   if (context.options.json) {
-    Json document = {{"bundleIdentifier", bundleIdentifier}, {"simulatorUDID", device->udid}, {"payload", *payloadBytes}};
-    if (!recorded) {
-      document["persistenceError"] = {{"kind", std::string(recorded.error().caseName())},
-                                      {"message", recorded.error().description()}};
-    }
-    context.emitJson(document);
+    context.emitJson(pushSentJson(bundleIdentifier, device->udid, *payloadBytes,
+                                  recorded ? std::nullopt : std::optional(recorded.error())));
   } else {
     context.out << "Notification sent to " << bundleIdentifier << " on " << device->name << ".\n";
   }

@@ -16,6 +16,7 @@
 #include "cli/capture_folder.hpp"
 #include "cli/commands.hpp"
 #include "app/environment.hpp"
+#include "app/result_json.hpp"
 #include "cli/target_resolution.hpp"
 #include "capture/recording/simulator_recording_service.hpp"
 #include "core/file_reveal.hpp"
@@ -118,12 +119,7 @@ CommandOutcome record(CommandContext& context, const RecordOptions& options) {
   auto saved = RecordingExportService().save(*artifact, *folder);
   if (!saved) return unexpected(failureOf(saved.error()));
 
-  Json document = {{"path", saved->string()},
-                   {"duration", artifact->duration},
-                   {"pixelWidth", artifact->pixelWidth},
-                   {"pixelHeight", artifact->pixelHeight},
-                   {"fileSize", artifact->fileSize},
-                   {"codec", options.codec}};
+  Json document = recordingJson(*artifact, *saved, options.codec);
   if (options.copy) {
     if (auto copied = context.environment.hostPasteboard().copyFile(artifact->temporaryURL, "video/quicktime"); !copied) {
       const auto error = RecordingError::of(RecordingError::Case::clipboardFailed);

@@ -88,18 +88,7 @@ CommandOutcome listScenarios(CommandContext& context) {
   auto library = openLibrary(context);
   if (!library) return unexpected(library.error());
   if (context.options.json) {
-    Json array = Json::array();
-    for (const auto& entry : library->entries) {
-      Json item = {{"id", entry.id()}, {"supported", entry.kind == Entry::Case::record}};
-      if (entry.kind == Entry::Case::record) {
-        item["name"] = entry.record.name;
-        item["stepCount"] = entry.record.steps.size();
-      } else {
-        item["schemaVersion"] = entry.schemaVersion;
-      }
-      array.push_back(std::move(item));
-    }
-    context.emitJson(array);
+    context.emitJson(scenarioListJson(*library));
     return {};
   }
   if (library->entries.empty()) {
@@ -275,7 +264,7 @@ expected<ScenarioExecutionPlan, CommandFailure> preflightFor(CommandContext& con
   } else if (auto remembered = context.environment.selection().selectedUDID(); remembered && *remembered) {
     selection.simulator = **remembered;
   }
-  auto routeLibrary = recentRoutes(context);
+  auto routeLibrary = context.environment.recentRoutes();
   ScenarioPreflight preflight(context.environment.simctl(), routeLibrary);
   return acceptPreflight(context, preflight.check(*scenario, selection, context.stop), scenario->name, printPlan,
                          "Run Scenario");

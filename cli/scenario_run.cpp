@@ -17,30 +17,6 @@ namespace {
 
 using Json = nlohmann::json;
 
-Json issueJson(const ScenarioPreflightIssue& issue) {
-  Json json = {{"kind", std::string(issue.caseName())}, {"message", issue.description()}};
-  if (issue.stepID) json["stepID"] = *issue.stepID;
-  return json;
-}
-
-Json planJson(const ScenarioExecutionPlan& plan) {
-  Json steps = Json::array();
-  for (const auto& step : plan.steps) {
-    steps.push_back({{"id", step.id}, {"title", step.kind.title()}, {"kind", std::string(step.kind.caseName())}});
-  }
-  Json json = {{"id", plan.id},
-               {"scenarioID", plan.scenarioID},
-               {"scenarioName", plan.scenarioName},
-               {"scenarioSchemaVersion", plan.scenarioSchemaVersion},
-               {"simulatorUDID", plan.simulatorUDID},
-               {"simulatorName", plan.simulatorName},
-               {"runtimeIdentifier", plan.runtimeIdentifier},
-               {"steps", steps}};
-  if (plan.app)
-    json["app"] = {{"bundleIdentifier", plan.app->bundleIdentifier}, {"displayName", plan.app->displayName}};
-  return json;
-}
-
 // How a step's outcome reads in the progress lines.
 const char* outcomeWords(ScenarioStepOutcome::Case kind) {
   switch (kind) {
@@ -71,12 +47,6 @@ std::string durationText(const std::optional<double>& seconds) {
 
 }  // namespace
 
-std::shared_ptr<LocationRouteLibrary> recentRoutes(CommandContext& context) {
-  auto routes = LocationRouteLibrary::defaultDirectory();
-  if (!routes) return nullptr;
-  return std::make_shared<LocationRouteLibrary>(context.environment.settings(), *routes);
-}
-
 expected<ScenarioExecutionPlan, CommandFailure> acceptPreflight(
     CommandContext& context, const expected<ScenarioPreflightOutcome, ScenarioPreflightFailure>& outcome,
     const std::string& name, bool printPlan, const std::string& title) {
@@ -91,7 +61,7 @@ expected<ScenarioExecutionPlan, CommandFailure> acceptPreflight(
     if (first.caseName() == "appRequired") failure.hints.push_back("Name it with --app BUNDLE-ID.");
     if (context.options.json) {
       Json issues = Json::array();
-      for (const auto& issue : outcome->issues) issues.push_back(issueJson(issue));
+      for (const auto& issue : outcome->issues) issues.push_back(scenarioIssueJson(issue));
       failure.details = std::make_shared<const Json>(Json{{"issues", std::move(issues)}});
     } else {
       context.err << "\"" << name << "\" can't run:\n";
@@ -103,14 +73,7 @@ expected<ScenarioExecutionPlan, CommandFailure> acceptPreflight(
   confirmation.title = title;
   if (printPlan) {
     if (context.options.json) {
-      context.emitJson({{"plan", planJson(*outcome->plan)},
-                        {"confirmation",
-                         {{"title", confirmation.title},
-                          {"confirmButtonTitle", confirmation.confirmButtonTitle},
-                          {"target", confirmation.target},
-                          {"stepLines", confirmation.stepLines},
-                          {"destructiveNotes", confirmation.destructiveNotes},
-                          {"note", confirmation.note}}}});
+      context.emitJson(scenarioCheckJson(*outcome->plan, confirmation));
     } else {
       context.out << confirmation.title << ": " << outcome->plan->scenarioName << '\n'
                   << confirmation.target << "\n\n"
@@ -125,7 +88,7 @@ CommandOutcome confirmAndExecute(CommandContext& context, const ScenarioExecutio
   auto confirmation = makeScenarioConfirmation(plan);
   if (auto confirmed = context.confirm(confirmation.confirmButtonTitle + "?"); !confirmed) return confirmed;
 
-  auto routeLibrary = recentRoutes(context);
+  auto routeLibrary = context.environment.recentRoutes();
   ScenarioExecutor executor(
       ScenarioExecutorEnvironment{context.environment.simctl(), routeLibrary, nullptr, std::nullopt});
   const bool text = !context.options.json;
@@ -154,7 +117,7 @@ CommandOutcome confirmAndExecute(CommandContext& context, const ScenarioExecutio
     }
   }
   if (context.options.json) {
-    context.emitJson(scenarioResultJson(*result));
+    context.emitJson(scenarioRunJson(*result));
   } else {
     context.out << summary << '\n';
   }

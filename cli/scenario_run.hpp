@@ -14,9 +14,6 @@
 
 namespace orvanta {
 
-// The location tool's recent routes, which route steps name; null when their folder is unknown.
-[[nodiscard]] std::shared_ptr<LocationRouteLibrary> recentRoutes(CommandContext& context);
-
 // The plan of a preflight that passed. Blocking issues fail with the first issue's case and sentence,
 // all of them listed on stderr under `name` (or, with --json, as {"issues": [...]}); a preflight that could
 // not decide fails with its sentence. With `printPlan`, a passed plan is printed: `title`, the target and

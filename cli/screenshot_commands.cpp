@@ -137,12 +137,7 @@ CommandOutcome takeScreenshot(CommandContext& context, const ScreenshotOptions& 
     return unexpected(std::move(failure));
   }
 
-  Json document = {{"path", saved->string()},
-                   {"pixelWidth", captured->pixelWidth},
-                   {"pixelHeight", captured->pixelHeight},
-                   {"fileSize", captured->fileSize},
-                   {"simulatorUDID", captured->simulatorUDID},
-                   {"simulatorName", captured->simulatorName}};
+  Json document = screenshotJson(*captured, *saved);
   // Warnings come after the saved file's path: the screenshot is there whatever they say.
   std::vector<std::string> warnings;
   if (options.copy) {

@@ -351,7 +351,7 @@ CommandOutcome restoreWorkspace(CommandContext& context, const std::string& name
   ScenarioSelection selection;
   selection.simulator = device.udid;
   selection.bundleIdentifier = workspace->bundleIdentifier;
-  ScenarioPreflight preflight(context.environment.simctl(), recentRoutes(context));
+  ScenarioPreflight preflight(context.environment.simctl(), context.environment.recentRoutes());
   auto plan = acceptPreflight(context, preflight.check(scenario, selection, context.stop), workspace->name,
                               !context.options.json, "Restore Workspace");
   if (!plan) return unexpected(plan.error());

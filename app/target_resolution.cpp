@@ -1,6 +1,4 @@
-#include "cli/target_resolution.hpp"
-
-#include <nlohmann/json.hpp>
+#include "app/target_resolution.hpp"
 
 #include "app/environment.hpp"
 
@@ -15,8 +13,8 @@ CommandFailure failureFrom(const ProcessRunnerError& error) {
   return CommandFailure::failure(std::string(error.caseName()), error.description(), std::move(hints));
 }
 
-CommandOutcome refreshDevices(CommandContext& context) {
-  if (auto error = context.environment.discovery().refresh(context.stop)) return unexpected(failureFrom(*error));
+CommandOutcome refreshDevices(Environment& environment, const orvanta::stop_token& stop) {
+  if (auto error = environment.discovery().refresh(stop)) return unexpected(failureFrom(*error));
   return {};
 }
 
@@ -45,16 +43,18 @@ expected<SimulatorDevice, CommandFailure> findListedDevice(const std::vector<Sim
   return unexpected(CommandFailure::usage(std::move(message), std::move(hints)));
 }
 
-expected<SimulatorTargetStatus, CommandFailure> currentTargetStatus(CommandContext& context) {
-  if (auto refreshed = refreshDevices(context); !refreshed) return unexpected(refreshed.error());
-  const auto& devices = context.environment.discovery().devices();
+expected<SimulatorTargetStatus, CommandFailure> currentTargetStatus(Environment& environment,
+                                                                    const std::optional<std::string>& device,
+                                                                    const orvanta::stop_token& stop) {
+  if (auto refreshed = refreshDevices(environment, stop); !refreshed) return unexpected(refreshed.error());
+  const auto& devices = environment.discovery().devices();
   std::optional<std::string> udid;
-  if (context.options.device) {
-    auto device = findListedDevice(devices, *context.options.device);
-    if (!device) return unexpected(device.error());
-    udid = device->udid;
+  if (device) {
+    auto listed = findListedDevice(devices, *device);
+    if (!listed) return unexpected(listed.error());
+    udid = listed->udid;
   } else {
-    auto remembered = context.environment.selection().selectedUDID();
+    auto remembered = environment.selection().selectedUDID();
     if (!remembered) return unexpected(CommandFailure::failure(std::string(remembered.error().caseName()),
                                                                remembered.error().description()));
     udid = *remembered;
@@ -62,12 +62,14 @@ expected<SimulatorTargetStatus, CommandFailure> currentTargetStatus(CommandConte
   return resolveTargetStatus(udid, devices);
 }
 
-expected<SimulatorDevice, CommandFailure> requireSelectedTarget(CommandContext& context,
+expected<SimulatorDevice, CommandFailure> requireSelectedTarget(Environment& environment,
+                                                                const std::optional<std::string>& device,
+                                                                const orvanta::stop_token& stop,
                                                                 const TargetRequirement& requirement) {
-  auto status = currentTargetStatus(context);
+  auto status = currentTargetStatus(environment, device, stop);
   if (!status) return unexpected(status.error());
   if (status->kind == SimulatorTargetStatus::Case::selected) return *status->device;
-  const auto& devices = context.environment.discovery().devices();
+  const auto& devices = environment.discovery().devices();
   const bool lost = status->kind == SimulatorTargetStatus::Case::lost;
   std::vector<std::string> hints{statusLine(*status, devices)};
   hints.push_back(lost ? "Boot it again, or choose another with 'orvanta target set NAME' or --device."
@@ -75,16 +77,6 @@ expected<SimulatorDevice, CommandFailure> requireSelectedTarget(CommandContext& 
   return unexpected(CommandFailure::failure(lost ? requirement.notBootedCase : requirement.noSimulatorCase,
                                             lost ? requirement.notBootedMessage : requirement.noSimulatorMessage,
                                             std::move(hints)));
-}
-
-nlohmann::json deviceJson(const SimulatorDevice& device) {
-  nlohmann::json object = {{"udid", device.udid},
-                           {"name", device.name},
-                           {"state", std::string(rawValue(device.state))},
-                           {"runtimeIdentifier", device.runtimeIdentifier},
-                           {"runtimeDisplayName", device.runtimeDisplayName}};
-  if (device.deviceTypeIdentifier) object["deviceTypeIdentifier"] = *device.deviceTypeIdentifier;
-  return object;
 }
 
 }  // namespace orvanta
