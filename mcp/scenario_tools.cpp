@@ -1,9 +1,12 @@
 // list_scenarios, check_scenario, run_scenario, doctor
+#include <algorithm>
 #include <cstdlib>
 
 #include "automation/scenario_executor.hpp"
 #include "automation/scenario_library.hpp"
 #include "automation/scenario_preflight.hpp"
+#include "automation/workspace_plan.hpp"
+#include "automation/workspace_store.hpp"
 #include "core/toolchain_doctor.hpp"
 #include "mcp/tool_support.hpp"
 #include "support/app_paths.hpp"
@@ -48,21 +51,11 @@ expected<ScenarioDefinition, CommandFailure> findScenario(const ScenarioLibrary&
   return found->record;
 }
 
-// The plan of the named scenario on the call's simulator, or the first blocking issue (the others as hints).
-expected<ScenarioExecutionPlan, CommandFailure> preflight(ToolCall& call) {
-  auto library = openLibrary();
-  if (!library) return unexpected(library.error());
-  auto scenario = findScenario(*library, *call.string("scenario"));
-  if (!scenario) return unexpected(scenario.error());
-  ScenarioSelection selection;
-  selection.bundleIdentifier = call.string("app");
-  if (auto device = call.device()) {
-    selection.simulator = device;
-  } else if (auto remembered = call.environment.selection().selectedUDID(); remembered && *remembered) {
-    selection.simulator = **remembered;
-  }
+// The plan of `scenario` on the selected simulator, or the first blocking issue (the others as hints).
+expected<ScenarioExecutionPlan, CommandFailure> preflightOf(ToolCall& call, const ScenarioDefinition& scenario,
+                                                           const ScenarioSelection& selection) {
   ScenarioPreflight checker(call.environment.simctl(), call.environment.recentRoutes());
-  auto outcome = checker.check(*scenario, selection, call.stop);
+  auto outcome = checker.check(scenario, selection, call.stop);
   if (!outcome) {
     if (call.stop.stop_requested()) return unexpected(CommandFailure::interrupted());
     return unexpected(CommandFailure::failure("preflightFailed", outcome.error().message));
@@ -77,6 +70,22 @@ expected<ScenarioExecutionPlan, CommandFailure> preflight(ToolCall& call) {
   return std::move(*outcome->plan);
 }
 
+// The plan of the named scenario on the call's simulator.
+expected<ScenarioExecutionPlan, CommandFailure> preflight(ToolCall& call) {
+  auto library = openLibrary();
+  if (!library) return unexpected(library.error());
+  auto scenario = findScenario(*library, *call.string("scenario"));
+  if (!scenario) return unexpected(scenario.error());
+  ScenarioSelection selection;
+  selection.bundleIdentifier = call.string("app");
+  if (auto device = call.device()) {
+    selection.simulator = device;
+  } else if (auto remembered = call.environment.selection().selectedUDID(); remembered && *remembered) {
+    selection.simulator = **remembered;
+  }
+  return preflightOf(call, *scenario, selection);
+}
+
 ToolResult listScenarios(ToolCall&) {
   auto library = openLibrary();
   if (!library) return ToolResult::failed(library.error());
@@ -89,10 +98,20 @@ ToolResult checkScenario(ToolCall& call) {
   return ToolResult::of(scenarioCheckJson(*plan, makeScenarioConfirmation(*plan)));
 }
 
+// Asks for "confirm", then runs `plan` under the gate with `gateLabel`, a progress notification per step.
+ToolResult confirmAndExecute(ToolCall& call, const ScenarioExecutionPlan* plan, std::string_view title,
+                             std::string_view gateLabel);
+
 ToolResult runScenario(ToolCall& call) {
   auto plan = preflight(call);
   if (!plan) return ToolResult::failed(plan.error());
-  const auto confirmation = makeScenarioConfirmation(*plan);
+  return confirmAndExecute(call, &*plan, {}, gate_labels::scenario);
+}
+
+ToolResult confirmAndExecute(ToolCall& call, const ScenarioExecutionPlan* plan, std::string_view title,
+                             std::string_view gateLabel) {
+  auto confirmation = makeScenarioConfirmation(*plan);
+  if (!title.empty()) confirmation.title = std::string(title);
   if (!call.confirmed()) {
     return ToolResult::failed(confirmationRequired(confirmation.title + ": " + plan->scenarioName + "\n" +
                                                    confirmation.target + "\n\n" + confirmation.text()));
@@ -109,7 +128,7 @@ ToolResult runScenario(ToolCall& call) {
           call.progress(static_cast<double>(index + 1), total, step.title + ": " + std::string(step.outcome.caseName()));
         }
       },
-      call.stop);
+      call.stop, gateLabel);
   if (!result) return ToolResult::failed(CommandFailure::failure("simulatorBusy", result.error().message));
   ToolResult done = ToolResult::of(scenarioRunJson(*result));
   bool allSucceeded = true;
@@ -125,6 +144,41 @@ ToolResult runScenario(ToolCall& call) {
     return ToolResult::failed(std::move(failure));
   }
   return done;
+}
+
+// The saved workspace's setup brought back: onto its own simulator (booted first when it is shut down), or
+// onto the one "device" names.
+ToolResult restoreWorkspace(ToolCall& call) {
+  auto file = WorkspaceStore::defaultFile();
+  if (!file) return ToolResult::failed(CommandFailure::failure(std::string(file.error().caseName()), file.error().description()));
+  const auto store = WorkspaceStore::load(*file);
+  const auto* entry = store.find(*call.string("workspace"));
+  if (entry == nullptr) {
+    return ToolResult::failed(CommandFailure::failure(
+        "notFound", WorkspaceStoreError::of(WorkspaceStoreError::Case::notFound).description()));
+  }
+  if (!entry->readable()) return ToolResult::failed(CommandFailure::failure("unsupportedSchemaVersion", entry->message()));
+  const Workspace& workspace = entry->record;
+
+  if (auto refreshed = refreshDevices(call.environment, call.stop); !refreshed) return ToolResult::failed(refreshed.error());
+  const auto devices = &call.environment.discovery().devices();
+  const auto wanted = call.device().value_or(workspace.simulator.udid);
+  auto device = std::find_if(devices->begin(), devices->end(),
+                             [&](const SimulatorDevice& each) { return parseUUID(each.udid) == parseUUID(wanted); });
+  if (device == devices->end()) {
+    std::vector<std::string> hints;
+    for (const auto& standIn : workspaceStandIns(workspace.simulator, *devices)) {
+      hints.push_back("\"" + standIn.name + "\" is of the same kind: pass \"device\": \"" + standIn.udid + "\".");
+    }
+    return ToolResult::failed(
+        CommandFailure::failure("simulatorNotFound", workspaceSimulatorGoneText(workspace.simulator), std::move(hints)));
+  }
+  ScenarioSelection selection;
+  selection.simulator = device->udid;
+  selection.bundleIdentifier = workspace.bundleIdentifier;
+  auto plan = preflightOf(call, workspaceRestoreScenario(workspace, device->state == SimulatorState::booted), selection);
+  if (!plan) return ToolResult::failed(plan.error());
+  return confirmAndExecute(call, &*plan, "Restore Workspace", gate_labels::workspaceRestore);
 }
 
 expected<std::filesystem::path, std::string> folderOrSentence(expected<std::filesystem::path, FileError> folder) {
@@ -170,6 +224,13 @@ std::vector<ToolDefinition> scenarioTools() {
        "remove data: runs only with \"confirm\": true (without it, returns what would run).",
        scenarioArguments(), schema::result({{"summary", {{"type", "string"}}}, {"stepResults", {{"type", "array"}}}}),
        {.destructive = true}, true, true, runScenario},
+      {"restore_workspace", "Restore a workspace",
+       "Bring back a saved workspace: boot its simulator when shut down, apply the saved appearance, contrast, "
+       "text size, status bar and location with read-back, launch its app; per-step progress. Runs only with "
+       "\"confirm\": true (without it, returns what would run).",
+       schema::object({{"workspace", schema::string("The workspace's id or exact name")}}, {"workspace"}),
+       schema::result({{"summary", {{"type", "string"}}}, {"stepResults", {{"type", "array"}}}}), {.destructive = true},
+       true, true, restoreWorkspace},
       {"doctor", "Check the toolchain",
        "Checks xcrun, the selected Xcode, simctl, the device list and the settings folder; one entry per check "
        "with status ok, warning or failed.",

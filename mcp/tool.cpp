@@ -85,7 +85,6 @@ std::vector<ToolDefinition> allTools() {
   for (auto group : {deviceTools, appTools, controlTools, stateTools, captureTools, logTools, dataTools, scenarioTools}) {
     for (auto& tool : group()) tools.push_back(std::move(tool));
   }
-  // Workspace tools (restore_workspace) join here, beside the scenario tools whose run they share.
   for (auto& tool : tools) {
     auto& properties = tool.inputSchema["properties"];
     if (tool.actsOnDevice) {

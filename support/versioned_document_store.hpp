@@ -254,6 +254,19 @@ class VersionedDocumentStore {
     });
   }
 
+  // The entry whose id is `nameOrID` (any letter case), else the first readable one with that exact name;
+  // null when there is none.
+  [[nodiscard]] const Entry* find(std::string_view nameOrID) const {
+    const std::string wanted = upper(nameOrID);
+    for (const auto& entry : entries) {
+      if (entry.id() == wanted) return &entry;
+    }
+    for (const auto& entry : entries) {
+      if (entry.kind == Entry::Case::record && entry.record.name == nameOrID) return &entry;
+    }
+    return nullptr;
+  }
+
   // The readable record with that id (any letter case), if any.
   [[nodiscard]] const Record* lookup(std::string_view id) const {
     const std::string wanted = upper(id);

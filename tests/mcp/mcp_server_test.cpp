@@ -368,6 +368,22 @@ TEST_F(McpProgramTest, DestructiveToolsAskForConfirmAndChangeNothingWithoutIt) {
   EXPECT_EQ(answers[1]["result"]["structuredContent"]["bundleIdentifier"], bundle);
 }
 
+TEST_F(McpProgramTest, AWorkspaceIsRestoredAsTheCommandLineRestoresIt) {
+  ASSERT_EQ(orvanta({"ui", "appearance", "dark"}).status, 0);
+  ASSERT_EQ(orvanta({"workspace", "save", "Dark"}).status, 0);
+  ASSERT_EQ(orvanta({"ui", "appearance", "light"}).status, 0);
+  auto answers = session({tool("restore_workspace", {{"workspace", "Dark"}}),
+                          tool("restore_workspace", {{"workspace", "Dark"}, {"confirm", true}}),
+                          tool("restore_workspace", {{"workspace", "Nothing"}, {"confirm", true}})});
+  EXPECT_EQ(answers[1]["result"]["isError"], true);
+  EXPECT_TRUE(testing::contains(answers[1]["result"]["content"][0]["text"], "Restore Workspace: Dark")) << answers[1].dump();
+  const auto& restored = answers[2]["result"];
+  EXPECT_EQ(restored["isError"], false) << restored.dump();
+  EXPECT_EQ(restored["structuredContent"]["stepResults"][0]["outcome"], "succeeded");
+  EXPECT_EQ(orvanta({"ui", "appearance", "--json"}).json()["value"], "dark");
+  EXPECT_EQ(answers[3]["result"]["isError"], true);
+}
+
 TEST_F(McpProgramTest, ScreenshotComesAsAnImageNoLargerThan2000Pixels) {
   auto answers = session({tool("take_screenshot")});
   const auto& result = answers[1]["result"];
