@@ -3,6 +3,7 @@
 #include <cstdlib>
 
 #include "support/app_paths.hpp"
+#include "support/platform.hpp"
 
 namespace orvanta {
 
@@ -47,6 +48,25 @@ SimctlClient Environment::simctlWithTimeout(double seconds) const {
                         return run(executable, arguments, options, std::move(stop));
                       },
                       xcrun_};
+}
+
+namespace {
+expected<std::filesystem::path, std::string> folderOrSentence(expected<std::filesystem::path, FileError> folder) {
+  if (!folder) return unexpected(folder.error().description());
+  return *folder;
+}
+}  // namespace
+
+DoctorInputs Environment::doctorInputs() {
+  DoctorInputs inputs;
+  inputs.xcrun = xcrunPath();
+  inputs.xcrunSource = xcrunSource();
+  inputs.run = run();
+  inputs.onMacOS = buildIsForMacOS;
+  if (const char* developerDir = std::getenv("DEVELOPER_DIR")) inputs.developerDirEnvironment = developerDir;
+  inputs.settingsFolder = [] { return folderOrSentence(configDirectory()); };
+  inputs.applicationSupportFolder = [] { return folderOrSentence(applicationSupportDirectory()); };
+  return inputs;
 }
 
 std::shared_ptr<LocationRouteLibrary> Environment::recentRoutes() {

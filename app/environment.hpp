@@ -12,6 +12,7 @@
 #include "core/simulator_discovery_service.hpp"
 #include "core/simulator_mutation_gate.hpp"
 #include "core/simulator_target.hpp"
+#include "core/toolchain_doctor.hpp"
 #include "support/main_loop.hpp"
 #include "support/settings_store.hpp"
 #include "tools/location/location_route_library.hpp"
@@ -44,6 +45,9 @@ class Environment {
   [[nodiscard]] MainLoop& mainLoop() { return mainLoop_; }
   // The settings file of the config folder; an in-memory store when no config folder can be found.
   [[nodiscard]] std::shared_ptr<SettingsStore> settings();
+  // What the toolchain doctor checks: this environment's xcrun and runner, the platform, DEVELOPER_DIR and
+  // the folders Orvanta keeps its files in.
+  [[nodiscard]] DoctorInputs doctorInputs();
   // The location tool's recent routes, which scenario route steps name; null when their folder is unknown.
   [[nodiscard]] std::shared_ptr<LocationRouteLibrary> recentRoutes();
   // A notice to show when the settings file could not be read and was moved aside (once).

@@ -87,11 +87,7 @@ CommandOutcome uiCommand(CommandContext& context, const UiSetting& setting, cons
     auto current = session.perform(Action::query(setting.query));
     if (!current) return unexpected(current.error());
     before = firstLine(current->stdout);
-    if (auto size = fromRawValue<SimulatorContentSize>(*before)) {
-      auto index = static_cast<std::ptrdiff_t>(*size) + (change->step == SimulatorContentSizeStep::increment ? 1 : -1);
-      index = std::clamp<std::ptrdiff_t>(index, 0, static_cast<std::ptrdiff_t>(allContentSizes.size()) - 1);
-      expected = std::string(rawValue(allContentSizes[static_cast<std::size_t>(index)]));
-    }
+    if (auto stepped = steppedContentSize(*before, change->step)) expected = std::string(rawValue(*stepped));
   }
   std::optional<SimulatorControlsResult> applied;
   if (change) {

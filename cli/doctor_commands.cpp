@@ -1,6 +1,5 @@
 // orvanta doctor
 #include <CLI/CLI.hpp>
-#include <cstdlib>
 #include <nlohmann/json.hpp>
 #include <ostream>
 
@@ -9,27 +8,12 @@
 #include "app/environment.hpp"
 #include "app/result_json.hpp"
 #include "core/toolchain_doctor.hpp"
-#include "support/app_paths.hpp"
-#include "support/platform.hpp"
 
 namespace orvanta {
 namespace {
 
-expected<std::filesystem::path, std::string> folderOrSentence(expected<std::filesystem::path, FileError> folder) {
-  if (!folder) return unexpected(folder.error().description());
-  return *folder;
-}
-
 CommandOutcome doctor(CommandContext& context) {
-  auto& environment = context.environment;
-  DoctorInputs inputs;
-  inputs.xcrun = environment.xcrunPath();
-  inputs.xcrunSource = environment.xcrunSource();
-  inputs.run = environment.run();
-  inputs.onMacOS = buildIsForMacOS;
-  if (const char* developerDir = std::getenv("DEVELOPER_DIR")) inputs.developerDirEnvironment = developerDir;
-  inputs.settingsFolder = [] { return folderOrSentence(configDirectory()); };
-  inputs.applicationSupportFolder = [] { return folderOrSentence(applicationSupportDirectory()); };
+  const DoctorInputs inputs = context.environment.doctorInputs();
 
   const auto checks = runDoctor(inputs, context.stop);
   if (context.stop.stop_requested()) return unexpected(CommandFailure::interrupted());

@@ -73,11 +73,7 @@ ToolResult uiSetting(ToolCall& call, const UiSetting& setting, const std::option
     auto current = controls.perform(Action::query(setting.query));
     if (!current) return ToolResult::failed(current.error());
     before = firstOutputLine(current->stdout);
-    if (auto size = fromRawValue<SimulatorContentSize>(*before)) {
-      auto index = static_cast<std::ptrdiff_t>(*size) + (change->step == SimulatorContentSizeStep::increment ? 1 : -1);
-      index = std::clamp<std::ptrdiff_t>(index, 0, static_cast<std::ptrdiff_t>(allContentSizes.size()) - 1);
-      expected = std::string(rawValue(allContentSizes[static_cast<std::size_t>(index)]));
-    }
+    if (auto stepped = steppedContentSize(*before, change->step)) expected = std::string(rawValue(*stepped));
   }
   std::optional<SimulatorControlsResult> applied;
   if (change) {

@@ -1,6 +1,5 @@
 // list_scenarios, check_scenario, run_scenario, doctor
 #include <algorithm>
-#include <cstdlib>
 
 #include "automation/scenario_executor.hpp"
 #include "automation/scenario_library.hpp"
@@ -9,8 +8,6 @@
 #include "automation/workspace_store.hpp"
 #include "core/toolchain_doctor.hpp"
 #include "mcp/tool_support.hpp"
-#include "support/app_paths.hpp"
-#include "support/platform.hpp"
 #include "support/uuid.hpp"
 #include "tools/location/location_route_library.hpp"
 
@@ -181,21 +178,8 @@ ToolResult restoreWorkspace(ToolCall& call) {
   return confirmAndExecute(call, &*plan, "Restore Workspace", gate_labels::workspaceRestore);
 }
 
-expected<std::filesystem::path, std::string> folderOrSentence(expected<std::filesystem::path, FileError> folder) {
-  if (!folder) return unexpected(folder.error().description());
-  return *folder;
-}
-
 ToolResult doctor(ToolCall& call) {
-  auto& environment = call.environment;
-  DoctorInputs inputs;
-  inputs.xcrun = environment.xcrunPath();
-  inputs.xcrunSource = environment.xcrunSource();
-  inputs.run = environment.run();
-  inputs.onMacOS = buildIsForMacOS;
-  if (const char* developerDir = std::getenv("DEVELOPER_DIR")) inputs.developerDirEnvironment = developerDir;
-  inputs.settingsFolder = [] { return folderOrSentence(configDirectory()); };
-  inputs.applicationSupportFolder = [] { return folderOrSentence(applicationSupportDirectory()); };
+  const DoctorInputs inputs = call.environment.doctorInputs();
   const auto checks = runDoctor(inputs, call.stop);
   if (call.stop.stop_requested()) return ToolResult::failed(CommandFailure::interrupted());
   // The checks are the answer whether they pass or not: a failed check is data, not a failed call.

@@ -1,5 +1,7 @@
 #include "tools/controls/simulator_controls_types.hpp"
 
+#include <algorithm>
+
 #include <nlohmann/json.hpp>
 
 namespace orvanta {
@@ -302,6 +304,14 @@ std::string_view SimulatorControlsError::caseName() const {
     case Case::emptyStatusBarOverride: return "emptyStatusBarOverride";
   }
   return {};
+}
+
+std::optional<SimulatorContentSize> steppedContentSize(std::string_view current, SimulatorContentSizeStep step) {
+  const auto size = fromRawValue<SimulatorContentSize>(current);
+  if (!size) return std::nullopt;
+  auto index = static_cast<std::ptrdiff_t>(*size) + (step == SimulatorContentSizeStep::increment ? 1 : -1);
+  index = std::clamp<std::ptrdiff_t>(index, 0, static_cast<std::ptrdiff_t>(allContentSizes.size()) - 1);
+  return allContentSizes[static_cast<std::size_t>(index)];
 }
 
 }  // namespace orvanta

@@ -55,6 +55,10 @@ std::string_view rawValue(StatusBarWifiMode value);
 std::string_view rawValue(StatusBarCellularMode value);
 std::string_view rawValue(StatusBarBatteryState value);
 
+// The content size one step from `current` (as the simulator reports it), kept within the smallest and the
+// largest; nullopt when `current` names no size.
+std::optional<SimulatorContentSize> steppedContentSize(std::string_view current, SimulatorContentSizeStep step);
+
 // Display names ("Extra Large", "Not Supported", ...).
 std::string displayName(SimulatorContentSize value);
 std::string displayName(StatusBarCellularMode value);
