@@ -25,7 +25,7 @@
 #include "core/simulator_target.hpp"
 #include "tools/controls/simulator_controls_service.hpp"
 #include "tools/app_data/container_files.hpp"
-#include "tools/app_data/data_inspector_service.hpp"
+#include "tools/app_data/data_file_service.hpp"
 #include "tools/app_data/sqlite_reader.hpp"
 #include "tools/deeplink/deep_link_service.hpp"
 #include "tools/location/gpx_route_parser.hpp"

@@ -22,7 +22,7 @@
 #include "tools/app_data/app_container_service.hpp"
 #include "tools/app_data/app_data_snapshot_service.hpp"
 #include "tools/app_data/app_file_browser_service.hpp"
-#include "tools/app_data/data_inspector_service.hpp"
+#include "tools/app_data/data_file_service.hpp"
 #include "tools/app_data/structured_document.hpp"
 
 namespace orvanta {
@@ -227,10 +227,10 @@ CommandOutcome inspectData(CommandContext& context, const DataArguments& argumen
   auto container = containerOf(session, arguments);
   if (!container) return unexpected(container.error());
   auto temporary = temporaryDirectory();
-  DataInspectorService inspector(temporary);
+  DataFileService dataFiles(temporary);
 
   if (arguments.path.empty()) {
-    auto files = inspector.findDataFiles(*container);
+    auto files = dataFiles.findDataFiles(*container);
     if (!files) return unexpected(session.failure(files.error()));
     if (context.options.json) {
       context.emitJson(dataFilesJson(*files));
@@ -246,7 +246,7 @@ CommandOutcome inspectData(CommandContext& context, const DataArguments& argumen
     return {};
   }
 
-  auto inspection = inspector.inspect(*container, arguments.path, context.stop);
+  auto inspection = dataFiles.inspect(*container, arguments.path, context.stop);
   if (!inspection) return unexpected(session.failure(inspection.error()));
   if (const auto* database = std::get_if<DatabaseInspection>(&*inspection)) {
     if (context.options.json) {
@@ -296,10 +296,10 @@ CommandOutcome runQuery(CommandContext& context, const DataArguments& arguments)
   if (auto resolved = session.resolve(); !resolved) return resolved;
   auto container = containerOf(session, arguments);
   if (!container) return unexpected(container.error());
-  DataInspectorService inspector(temporaryDirectory());
+  DataFileService dataFiles(temporaryDirectory());
   SqliteQueryLimits limits;
   limits.maximumRows = arguments.limit;
-  auto result = inspector.query(*container, arguments.path, arguments.query, limits, context.stop);
+  auto result = dataFiles.query(*container, arguments.path, arguments.query, limits, context.stop);
   if (!result) return unexpected(session.failure(result.error()));
   if (result->truncated) {
     context.err << fmt::format("orvanta: Only the first {} rows are shown (--limit raises the limit).\n", result->rows.size());

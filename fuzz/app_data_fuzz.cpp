@@ -14,7 +14,7 @@
 #include <string_view>
 
 #include "tools/app_data/app_container_service.hpp"
-#include "tools/app_data/data_inspector_service.hpp"
+#include "tools/app_data/data_file_service.hpp"
 #include "tools/app_data/sqlite_reader.hpp"
 #include "tools/app_data/structured_document.hpp"
 

@@ -6,7 +6,7 @@
 #include "support/app_paths.hpp"
 #include "tools/app_data/app_container_service.hpp"
 #include "tools/app_data/app_file_browser_service.hpp"
-#include "tools/app_data/data_inspector_service.hpp"
+#include "tools/app_data/data_file_service.hpp"
 #include "tools/app_data/structured_document.hpp"
 #include "tools/app_data/user_defaults_service.hpp"
 
@@ -61,14 +61,14 @@ ToolResult listFiles(ToolCall& call) {
 ToolResult inspectData(ToolCall& call) {
   auto data = resolveContainer(call);
   if (!data) return ToolResult::failed(data.error());
-  DataInspectorService inspector(temporaryDirectory());
+  DataFileService dataFiles(temporaryDirectory());
   const auto path = call.string("path");
   if (!path) {
-    auto files = inspector.findDataFiles(data->container);
+    auto files = dataFiles.findDataFiles(data->container);
     if (!files) return ToolResult::failed(dataFailure(call, files.error(), data->device));
     return ToolResult::of(dataFilesJson(*files));
   }
-  auto inspection = inspector.inspect(data->container, *path, call.stop);
+  auto inspection = dataFiles.inspect(data->container, *path, call.stop);
   if (!inspection) return ToolResult::failed(dataFailure(call, inspection.error(), data->device));
   return ToolResult::of(inspectionJson(*inspection));
 }
@@ -76,10 +76,10 @@ ToolResult inspectData(ToolCall& call) {
 ToolResult runQuery(ToolCall& call) {
   auto data = resolveContainer(call);
   if (!data) return ToolResult::failed(data.error());
-  DataInspectorService inspector(temporaryDirectory());
+  DataFileService dataFiles(temporaryDirectory());
   SqliteQueryLimits limits;
   limits.maximumRows = static_cast<std::size_t>(call.integer("limit").value_or(1000));
-  auto result = inspector.query(data->container, *call.string("path"), *call.string("query"), limits, call.stop);
+  auto result = dataFiles.query(data->container, *call.string("path"), *call.string("query"), limits, call.stop);
   if (!result) return ToolResult::failed(dataFailure(call, result.error(), data->device));
   return ToolResult::of(sqlRowsJson(*result));
 }

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "tools/app_data/data_inspector_service.hpp"
+#include "tools/app_data/data_file_service.hpp"
 
 namespace orvanta {
 namespace {

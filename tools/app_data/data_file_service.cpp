@@ -1,4 +1,4 @@
-#include "tools/app_data/data_inspector_service.hpp"
+#include "tools/app_data/data_file_service.hpp"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -56,7 +56,7 @@ std::optional<DataFileKind> classifyDataFile(std::string_view fileName, std::str
   return std::nullopt;
 }
 
-expected<std::vector<DataFile>, AppDataError> DataInspectorService::findDataFiles(const fs::path& container,
+expected<std::vector<DataFile>, AppDataError> DataFileService::findDataFiles(const fs::path& container,
                                                                                  std::string_view folder) const {
   auto resolved = resolveInsideContainer(container, folder);
   if (!resolved) return unexpected(resolved.error());
@@ -78,7 +78,7 @@ expected<std::vector<DataFile>, AppDataError> DataInspectorService::findDataFile
   return files;
 }
 
-expected<std::pair<fs::path, DataFileKind>, AppDataError> DataInspectorService::locate(const fs::path& container,
+expected<std::pair<fs::path, DataFileKind>, AppDataError> DataFileService::locate(const fs::path& container,
                                                                                       std::string_view path) const {
   auto resolved = resolveInsideContainer(container, path);
   if (!resolved) return unexpected(resolved.error());
@@ -90,7 +90,7 @@ expected<std::pair<fs::path, DataFileKind>, AppDataError> DataInspectorService::
   return std::pair{std::move(*resolved), *kind};
 }
 
-expected<DataInspection, AppDataError> DataInspectorService::inspect(const fs::path& container, std::string_view path,
+expected<DataInspection, AppDataError> DataFileService::inspect(const fs::path& container, std::string_view path,
                                                                      orvanta::stop_token stop) const {
   auto located = locate(container, path);
   if (!located) return unexpected(located.error());
@@ -113,7 +113,7 @@ expected<DataInspection, AppDataError> DataInspectorService::inspect(const fs::p
   return std::move(*document);
 }
 
-expected<SqliteQueryResult, AppDataError> DataInspectorService::query(const fs::path& container, std::string_view path,
+expected<SqliteQueryResult, AppDataError> DataFileService::query(const fs::path& container, std::string_view path,
                                                                       const std::string& sql,
                                                                       const SqliteQueryLimits& limits,
                                                                       orvanta::stop_token stop) const {

@@ -1,4 +1,4 @@
-// The data inspector: finds the databases, property lists and JSON files in an app's container and
+// The app's data files: finds the databases, property lists and JSON files in an app's container and
 // shows what they hold, without ever writing to the container.
 //
 // SQLite databases are read from a private copy of the file and its write-ahead log (see
@@ -44,10 +44,10 @@ struct DatabaseInspection {
 };
 using DataInspection = std::variant<DatabaseInspection, StructuredDocument>;
 
-class DataInspectorService {
+class DataFileService {
  public:
   // Database copies go into private folders under `temporaryParent`.
-  explicit DataInspectorService(std::filesystem::path temporaryParent) : temporaryParent_(std::move(temporaryParent)) {}
+  explicit DataFileService(std::filesystem::path temporaryParent) : temporaryParent_(std::move(temporaryParent)) {}
 
   // Every database, property list and JSON file below `folder` (a path in the container, "" for all of
   // it), by path. Fails with pathOutsideContainer, pathNotFound, unreadableFile or tooLarge.
