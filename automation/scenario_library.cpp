@@ -13,17 +13,6 @@ std::string ScenarioLibraryError::description() const {
   return {};
 }
 
-std::string_view ScenarioLibraryError::caseName() const {
-  switch (kind) {
-    case Case::notFound: return "notFound";
-    case Case::invalidReorder: return "invalidReorder";
-    case Case::encodingFailed: return "encodingFailed";
-    case Case::writeFailed: return "writeFailed";
-    case Case::nameTaken: return "nameTaken";
-  }
-  return {};
-}
-
 std::string unsupportedSchemaVersionText(std::int64_t version) {
   return "This scenario was saved by a newer version of Orvanta (schema " + std::to_string(version) + ").";
 }

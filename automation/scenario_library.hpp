@@ -19,13 +19,13 @@
 namespace orvanta {
 
 struct ScenarioLibraryError {
-  enum class Case { notFound, invalidReorder, encodingFailed, writeFailed, nameTaken };
+  using Case = DocumentStoreFailure;
   Case kind = Case::notFound;
   std::string detail;  // encodingFailed, writeFailed: what went wrong, for logs and hints; nameTaken: the name
 
   static ScenarioLibraryError of(Case kind, std::string detail = {}) { return {kind, std::move(detail)}; }
   [[nodiscard]] std::string description() const;
-  [[nodiscard]] std::string_view caseName() const;
+  [[nodiscard]] std::string_view caseName() const { return orvanta::caseName(kind); }
   bool operator==(const ScenarioLibraryError&) const = default;
 };
 

@@ -21,17 +21,6 @@ std::string WorkspaceStoreError::description() const {
   return {};
 }
 
-std::string_view WorkspaceStoreError::caseName() const {
-  switch (kind) {
-    case Case::notFound: return "notFound";
-    case Case::invalidReorder: return "invalidReorder";
-    case Case::encodingFailed: return "encodingFailed";
-    case Case::writeFailed: return "writeFailed";
-    case Case::nameTaken: return "nameTaken";
-  }
-  return {};
-}
-
 std::string WorkspaceStoreTraits::unsupportedText(std::int64_t version) {
   return "This workspace was saved by a newer version of Orvanta (schema " + std::to_string(version) + ").";
 }

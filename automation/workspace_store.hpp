@@ -83,13 +83,13 @@ struct Workspace {
 [[nodiscard]] expected<Workspace, std::string> decodeWorkspace(const nlohmann::json& json);
 
 struct WorkspaceStoreError {
-  enum class Case { notFound, invalidReorder, encodingFailed, writeFailed, nameTaken };
+  using Case = DocumentStoreFailure;
   Case kind = Case::notFound;
   std::string detail;  // encodingFailed, writeFailed: what went wrong; nameTaken: the name
 
   static WorkspaceStoreError of(Case kind, std::string detail = {}) { return {kind, std::move(detail)}; }
   [[nodiscard]] std::string description() const;
-  [[nodiscard]] std::string_view caseName() const;
+  [[nodiscard]] std::string_view caseName() const { return orvanta::caseName(kind); }
   bool operator==(const WorkspaceStoreError&) const = default;
 };
 

@@ -4,7 +4,9 @@
 #include <iostream>
 #include <nlohmann/json.hpp>
 
+#include "support/atomic_file.hpp"
 #include "support/input_reader.hpp"
+#include "support/json_text.hpp"
 
 namespace orvanta {
 
@@ -45,6 +47,29 @@ expected<std::string, CommandFailure> CommandContext::readInput(std::size_t maxB
   auto text = readAllInput(inputFd, maxBytes, stop);
   if (!text) return unexpected(inputFailure(text.error()));
   return std::move(*text);
+}
+
+expected<nlohmann::json, CommandFailure> CommandContext::readImportedItems(const std::string& source) const {
+  std::string text;
+  if (source == "-") {
+    auto input = readInput(read_budget::library);
+    if (!input) return unexpected(input.error());
+    text = std::move(*input);
+  } else {
+    auto content = readFile(source, read_budget::library);
+    if (!content) {
+      return unexpected(CommandFailure::failure(std::string(content.error().caseName()), content.error().description()));
+    }
+    if (!*content) return unexpected(CommandFailure::failure("readFailed", "There is no file at " + source + "."));
+    text = std::move(**content);
+  }
+  auto document = parseJsonText<nlohmann::json>(text, read_budget::library);
+  if (!document) return unexpected(CommandFailure::failure("invalidFile", "The file is not JSON: " + document.error() + "."));
+  nlohmann::json items = document->is_object() && document->contains("items") ? (*document)["items"]
+                         : document->is_array()                               ? std::move(*document)
+                                                                              : nlohmann::json::array({*document});
+  if (!items.is_array()) return unexpected(CommandFailure::failure("invalidFile", "\"items\" must be an array."));
+  return items;
 }
 
 expected<std::optional<std::string>, CommandFailure> CommandContext::readLine(std::size_t maxBytes) const {

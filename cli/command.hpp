@@ -73,6 +73,9 @@ struct CommandContext {
   [[nodiscard]] CommandOutcome confirm(const std::string& question) const;
   // All of standard input (for an argument "-"), at most `maxBytes`. Ctrl-C ends the wait (interrupted).
   [[nodiscard]] expected<std::string, CommandFailure> readInput(std::size_t maxBytes) const;
+  // The items of an imported document, from a file or "-" (standard input), read within the library's
+  // budget: a whole saved document's "items", an array of items, or one item as an array of one.
+  [[nodiscard]] expected<nlohmann::json, CommandFailure> readImportedItems(const std::string& source) const;
   // One line of standard input (an answer at a prompt); nullopt at its end. Ctrl-C ends the wait.
   [[nodiscard]] expected<std::optional<std::string>, CommandFailure> readLine(std::size_t maxBytes) const;
 

@@ -212,27 +212,10 @@ CommandOutcome showWorkspace(CommandContext& context, const std::string& nameOrI
   return {};
 }
 
-expected<std::string, CommandFailure> readSource(CommandContext& context, const std::string& source) {
-  if (source == "-") return context.readInput(read_budget::library);
-  auto content = readFile(source, read_budget::library);
-  if (!content) {
-    return unexpected(CommandFailure::failure(std::string(content.error().caseName()), content.error().description()));
-  }
-  if (!*content) return unexpected(CommandFailure::failure("readFailed", "There is no file at " + source + "."));
-  return **content;
-}
-
 CommandOutcome importWorkspaces(CommandContext& context, const std::string& source) {
-  auto text = readSource(context, source);
-  if (!text) return unexpected(text.error());
-  auto parsed = parseJsonText<Json>(*text, read_budget::library);
-  if (!parsed) return unexpected(CommandFailure::failure("invalidFile", "The file is not JSON: " + parsed.error() + "."));
-  Json document = std::move(*parsed);
-  // A whole store file, an array of items, or one item.
-  Json items = document.is_object() && document.contains("items") ? document["items"]
-               : document.is_array()                              ? document
-                                                                  : Json::array({document});
-  if (!items.is_array()) return unexpected(CommandFailure::failure("invalidFile", "\"items\" must be an array."));
+  auto read = context.readImportedItems(source);
+  if (!read) return unexpected(read.error());
+  const Json items = std::move(*read);
   std::vector<WorkspaceStore::ImportItem> imports;
   for (std::size_t index = 0; index < items.size(); ++index) {
     const auto& item = items[index];

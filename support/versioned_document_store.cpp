@@ -9,6 +9,17 @@
 
 namespace orvanta {
 
+std::string_view caseName(DocumentStoreFailure failure) {
+  switch (failure) {
+    case DocumentStoreFailure::notFound: return "notFound";
+    case DocumentStoreFailure::invalidReorder: return "invalidReorder";
+    case DocumentStoreFailure::encodingFailed: return "encodingFailed";
+    case DocumentStoreFailure::writeFailed: return "writeFailed";
+    case DocumentStoreFailure::nameTaken: return "nameTaken";
+  }
+  return {};
+}
+
 std::optional<StoredEnvelope> StoredEnvelope::read(const nlohmann::json& item) {
   if (!item.is_object()) return std::nullopt;
   auto version = item.find("schemaVersion");

@@ -18,7 +18,7 @@
 //
 // What differs between documents comes from `Traits`:
 //   using Record;   a value with `id`, `schemaVersion`, `name`, `createdAt`, `updatedAt`
-//   using Error;    Case::{notFound, invalidReorder, encodingFailed, writeFailed, nameTaken}, of(Case, detail)
+//   using Error;    with `using Case = DocumentStoreFailure`, and of(Case, detail)
 //   static constexpr std::int64_t currentSchemaVersion;
 //   static constexpr std::string_view folderName, fileName;  where it lives in the application-support folder
 //   static constexpr std::string_view documentName;          "scenario library", in the recovery notice
@@ -49,6 +49,12 @@
 #include "support/uuid.hpp"
 
 namespace orvanta {
+
+// What a change to a saved document can fail with; each document's error type calls it `Case` and words
+// its own sentences.
+enum class DocumentStoreFailure { notFound, invalidReorder, encodingFailed, writeFailed, nameTaken };
+// The case's name as scripts see it in --json output ("notFound", ...).
+[[nodiscard]] std::string_view caseName(DocumentStoreFailure failure);
 
 // The minimal view of a stored item that decides how to read it.
 struct StoredEnvelope {
