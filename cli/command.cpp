@@ -72,6 +72,24 @@ expected<nlohmann::json, CommandFailure> CommandContext::readImportedItems(const
   return items;
 }
 
+CommandOutcome CommandContext::writeExportedItem(const std::string& file, const nlohmann::json& item,
+                                                const std::string& id) const {
+  const std::string text = nlohmann::json{{"formatVersion", 1}, {"items", nlohmann::json::array({item})}}.dump(2) + "\n";
+  if (file.empty() || file == "-") {
+    out << text;
+    return {};
+  }
+  if (auto written = writeFileAtomically(file, text, 0644); !written) {
+    return unexpected(CommandFailure::failure(std::string(written.error().caseName()), written.error().description()));
+  }
+  if (options.json) {
+    emitJson({{"path", file}, {"id", id}});
+  } else {
+    out << "Exported to " << file << '\n';
+  }
+  return {};
+}
+
 expected<std::optional<std::string>, CommandFailure> CommandContext::readLine(std::size_t maxBytes) const {
   if (inputFd < 0) return std::optional<std::string>();
   auto line = readInputLine(inputFd, maxBytes, stop);

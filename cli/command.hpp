@@ -76,6 +76,10 @@ struct CommandContext {
   // The items of an imported document, from a file or "-" (standard input), read within the library's
   // budget: a whole saved document's "items", an array of items, or one item as an array of one.
   [[nodiscard]] expected<nlohmann::json, CommandFailure> readImportedItems(const std::string& source) const;
+  // One saved item (with `id`) as a document of its own, {"formatVersion": 1, "items": [item]}: on stdout
+  // for "" or "-", else written to `file` atomically and reported ("Exported to FILE"; --json {path, id}).
+  [[nodiscard]] CommandOutcome writeExportedItem(const std::string& file, const nlohmann::json& item,
+                                                 const std::string& id) const;
   // One line of standard input (an answer at a prompt); nullopt at its end. Ctrl-C ends the wait.
   [[nodiscard]] expected<std::optional<std::string>, CommandFailure> readLine(std::size_t maxBytes) const;
 

@@ -180,23 +180,9 @@ CommandOutcome exportScenario(CommandContext& context, const std::string& nameOr
   if (!library) return unexpected(library.error());
   auto entry = findEntry(*library, nameOrID);
   if (!entry) return unexpected(entry.error());
-  Json item = entry->kind == Entry::Case::record ? encodeScenario(entry->record).value_or(Json())
-                                                   : library->preservedRawItems[entry->id()];
-  Json document = {{"formatVersion", 1}, {"items", Json::array({item})}};
-  const std::string text = document.dump(2) + "\n";
-  if (file.empty() || file == "-") {
-    context.out << text;
-    return {};
-  }
-  if (auto written = writeFileAtomically(file, text, 0644); !written) {
-    return unexpected(CommandFailure::failure(std::string(written.error().caseName()), written.error().description()));
-  }
-  if (context.options.json) {
-    context.emitJson({{"path", file}, {"id", entry->id()}});
-  } else {
-    context.out << "Exported to " << file << '\n';
-  }
-  return {};
+  auto item = library->item(*entry);
+  if (!item) return unexpected(CommandFailure::failure(std::string(item.error().caseName()), item.error().description()));
+  return context.writeExportedItem(file, *item, entry->id());
 }
 
 CommandOutcome changeLibrary(

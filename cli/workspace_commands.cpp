@@ -263,20 +263,7 @@ CommandOutcome exportWorkspace(CommandContext& context, const std::string& nameO
   if (!entry) return unexpected(entry.error());
   auto item = store->item(*entry);
   if (!item) return unexpected(storeFailure(item.error()));
-  const std::string text = Json{{"formatVersion", 1}, {"items", Json::array({*item})}}.dump(2) + "\n";
-  if (file.empty() || file == "-") {
-    context.out << text;
-    return {};
-  }
-  if (auto written = writeFileAtomically(file, text, 0644); !written) {
-    return unexpected(CommandFailure::failure(std::string(written.error().caseName()), written.error().description()));
-  }
-  if (context.options.json) {
-    context.emitJson({{"path", file}, {"id", entry->id()}});
-  } else {
-    context.out << "Exported to " << file << '\n';
-  }
-  return {};
+  return context.writeExportedItem(file, *item, entry->id());
 }
 
 CommandOutcome changeStore(
