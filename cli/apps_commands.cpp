@@ -9,6 +9,7 @@
 #include <ostream>
 
 #include "cli/commands.hpp"
+#include "app/app_sentences.hpp"
 #include "app/environment.hpp"
 #include "cli/target_resolution.hpp"
 #include "apps/simulator_app_icon_cache.hpp"
@@ -135,11 +136,8 @@ CommandOutcome launchApp(CommandContext& context, const std::string& bundleIdent
     auto document = session.resultJson(*app);
     if (launched->processIdentifier) document["processIdentifier"] = *launched->processIdentifier;
     context.emitJson(document);
-  } else if (launched->processIdentifier) {
-    context.out << "Launched " << app->displayName << " on " << session.device().name << " (process "
-                << *launched->processIdentifier << ").\n";
   } else {
-    context.out << "Launched " << app->displayName << " on " << session.device().name << ".\n";
+    context.out << launchedText(*app, session.device().name, *launched) << '\n';
   }
   return {};
 }
@@ -155,7 +153,7 @@ CommandOutcome terminateApp(CommandContext& context, const std::string& bundleId
   if (context.options.json) {
     context.emitJson(session.resultJson(*app));
   } else {
-    context.out << "Terminated " << app->displayName << " on " << session.device().name << ".\n";
+    context.out << terminatedText(*app, session.device().name) << '\n';
   }
   return {};
 }
@@ -181,11 +179,8 @@ CommandOutcome installApp(CommandContext& context, const std::string& path) {
   }
   if (context.options.json) {
     context.emitJson(installJson(bundle, session.device(), installed));
-  } else if (installed) {
-    context.out << "Installed " << installed->displayName << " (" << installed->bundleIdentifier << ") on "
-                << session.device().name << ".\n";
   } else {
-    context.out << "Installed " << bundle.string() << " on " << session.device().name << ".\n";
+    context.out << installedText(bundle, installed, session.device().name) << '\n';
   }
   return {};
 }
@@ -203,7 +198,7 @@ CommandOutcome uninstallApp(CommandContext& context, const std::string& bundleId
   if (context.options.json) {
     context.emitJson(session.resultJson(pending.app));
   } else {
-    context.out << "Uninstalled " << pending.app.displayName << " from " << pending.simulatorName << ".\n";
+    context.out << uninstalledText(pending.app, pending.simulatorName) << '\n';
   }
   return {};
 }

@@ -10,6 +10,7 @@
 #include "cli/commands.hpp"
 #include "cli/progress_line.hpp"
 #include "app/environment.hpp"
+#include "app/device_window.hpp"
 #include "app/questions.hpp"
 #include "cli/target_resolution.hpp"
 #include "core/simulator_lifecycle_service.hpp"
@@ -17,15 +18,6 @@
 
 namespace orvanta {
 namespace {
-
-CommandFailure failureOf(const SimulatorLifecycleError& error, const SimulatorDevice& device) {
-  if (error.kind == SimulatorLifecycleError::Case::cancelled) return CommandFailure::interrupted();
-  std::vector<std::string> hints;
-  if (error.kind == SimulatorLifecycleError::Case::mustBeShutDown) {
-    hints.push_back("Run: orvanta device shutdown " + device.udid);
-  }
-  return CommandFailure::failure(std::string(error.caseName()), error.description(), std::move(hints));
-}
 
 expected<SimulatorDevice, CommandFailure> namedDevice(CommandContext& context, const std::string& udidOrName) {
   if (auto refreshed = refreshDevices(context); !refreshed) return unexpected(refreshed.error());
@@ -60,7 +52,7 @@ CommandOutcome change(CommandContext& context, SimulatorLifecycleAction action, 
                                                                : service.erase(*device, context.stop);
   progress.reset();
   if (!result) {
-    auto failure = failureOf(result.error(), *device);
+    auto failure = lifecycleFailure(result.error(), *device);
     if (result.error().kind == SimulatorLifecycleError::Case::cancelled) {
       failure.hints.push_back("Orvanta stopped waiting; the simulator carries on (" + std::string(doing) +
                               "). 'orvanta devices' shows its state.");
@@ -71,43 +63,20 @@ CommandOutcome change(CommandContext& context, SimulatorLifecycleAction action, 
     context.emitJson(lifecycleJson(action, result->alreadyDone, result->device));
     return {};
   }
-  switch (action) {
-    case SimulatorLifecycleAction::boot:
-      context.out << result->device.name << (result->alreadyDone ? " was already booted.\n" : " is booted.\n");
-      break;
-    case SimulatorLifecycleAction::shutdown:
-      context.out << result->device.name << (result->alreadyDone ? " was already shut down.\n" : " is shut down.\n");
-      break;
-    case SimulatorLifecycleAction::erase:
-      context.out << result->device.name << " is erased: its content and settings are as new.\n";
-      break;
-  }
+  context.out << lifecycleResultText(action, *result) << '\n';
   return {};
 }
 
 CommandOutcome openWindow(CommandContext& context, const std::string& udidOrName) {
   auto device = namedDevice(context, udidOrName);
   if (!device) return unexpected(device.error());
-  if (!buildIsForMacOS) {
-    SimulatorLifecycleError error{SimulatorLifecycleError::Case::unsupportedPlatform, device->name, {}, 0, {}};
-    return unexpected(failureOf(error, *device));
+  if (auto opened = openDeviceWindow(context.environment.run(), *device, context.stop); !opened) return opened;
+  if (context.options.json) {
+    context.emitJson({{"opened", true}, {"device", deviceJson(*device)}});
+  } else {
+    context.out << openedWindowText(*device) << '\n';
   }
-  std::string lastError;
-  for (const auto& arguments : SimulatorLifecycleService::windowOpeners(device->udid)) {
-    auto output = context.environment.run()("/usr/bin/open", arguments, context.stop);
-    if (!output) return unexpected(failureFrom(output.error()));
-    if (output->terminationStatus == 0) {
-      if (context.options.json) {
-        context.emitJson({{"opened", true}, {"device", deviceJson(*device)}});
-      } else {
-        context.out << "Opened the window of " << device->name << ".\n";
-      }
-      return {};
-    }
-    lastError = simctlDiagnostic(*output);
-  }
-  return unexpected(CommandFailure::failure("openFailed", "Couldn't open the window of " + device->name + ".",
-                                            lastError.empty() ? std::vector<std::string>{} : std::vector{lastError}));
+  return {};
 }
 
 }  // namespace

@@ -29,47 +29,13 @@
 #include "tools/location/location_route_library.hpp"
 #include "tools/location/location_route_service.hpp"
 #include "tools/location/location_simulator_service.hpp"
+#include "tools/location/location_texts.hpp"
 
 namespace orvanta {
 namespace {
 
 using Json = nlohmann::json;
 using ErrorCase = LocationSimulationError::Case;
-
-// ---- texts -------------------------------------------------------------------------------------------
-
-std::string coordinatesText(const SimulatedLocation& location) {
-  return coordinateText(location.latitude) + ", " + coordinateText(location.longitude);
-}
-
-std::string distanceText(double metres) {
-  if (metres < 1000) return formatTrimmedFixed(metres, 0) + " m";
-  return formatTrimmedFixed(metres / 1000, 2) + " km";
-}
-
-std::string speedDisplay(double metresPerSecond) {
-  return formatTrimmedFixed(metresPerSecond, 2) + " m/s (" + formatTrimmedFixed(metresPerSecond * 3.6, 1) + " km/h)";
-}
-
-std::string durationText(double seconds) {
-  const std::string sign = seconds < 0 ? "-" : "";
-  const double magnitude = std::fabs(seconds);
-  if (magnitude < 59.95) return sign + formatTrimmedFixed(magnitude, 1) + " s";
-  const auto total = static_cast<std::int64_t>(std::llround(magnitude));
-  const auto hours = total / 3600;
-  const auto minutes = total % 3600 / 60;
-  const auto rest = total % 60;
-  if (hours > 0) return fmt::format("{}{} h {:02} min {:02} s", sign, hours, minutes, rest);
-  return fmt::format("{}{} min {:02} s", sign, minutes, rest);
-}
-
-std::string dateText(std::chrono::system_clock::time_point date) {
-  return formatUtc(date, UtcFormat::iso8601);
-}
-
-std::string plural(std::int64_t count, std::string_view one, std::string_view many) {
-  return fmt::format("{} {}", count, count == 1 ? one : many);
-}
 
 // ---- JSON shapes -------------------------------------------------------------------------------------
 
@@ -213,67 +179,15 @@ CommandOutcome setPreset(CommandContext& context, const std::string& labelOrId) 
 
 // ---- routes ------------------------------------------------------------------------------------------
 
-// Reads and parses a GPX file. Anything but a regular file, and a file above the parser's limit, is refused
-// before it is read.
+// Reads and parses a GPX file (see importGPXFile).
 expected<GPXParseResult, CommandFailure> importGpx(const std::string& path) {
-  const auto unreadable = [](std::string hint) {
-    return unexpected(failureOf(LocationSimulationError(ErrorCase::gpxUnreadable), {std::move(hint)}));
-  };
-  auto bytes = readFile(path, static_cast<std::size_t>(GPXRouteParser::maximumBytes));
-  if (!bytes && bytes.error().errorNumber == EFBIG) {
-    return unexpected(failureOf(LocationSimulationError::gpxTooLarge(GPXRouteParser::maximumBytes)));
+  auto imported = importGPXFile(path);
+  if (!imported) {
+    std::vector<std::string> hints;
+    if (imported.error().detail) hints.push_back(*imported.error().detail);
+    return unexpected(failureOf(imported.error().error, std::move(hints)));
   }
-  if (!bytes) return unreadable(bytes.error().description());
-  if (!*bytes) return unreadable("There is no file at " + path + ".");
-  auto parsed = GPXRouteParser::parse(**bytes, std::filesystem::path(path).filename().string());
-  if (!parsed) return unexpected(failureOf(parsed.error()));
-  return std::move(*parsed);
-}
-
-std::vector<std::string> noteLines(const GPXParseNotes& notes) {
-  std::vector<std::string> lines;
-  if (notes.ignoredWaypointCount > 0) {
-    lines.push_back(plural(notes.ignoredWaypointCount, "waypoint", "waypoints") +
-                    " ignored (waypoints are not part of a route)");
-  }
-  if (notes.ignoredRouteCount > 0) {
-    lines.push_back(plural(notes.ignoredRouteCount, "route", "routes") + " ignored because the file has tracks");
-  }
-  if (notes.unreadableTimestampCount > 0) {
-    lines.push_back(plural(notes.unreadableTimestampCount, "point time", "point times") +
-                    " could not be read; those points have no timestamp");
-  }
-  if (notes.unreadableElevationCount > 0) {
-    lines.push_back(plural(notes.unreadableElevationCount, "point elevation", "point elevations") +
-                    " could not be read; those points have no elevation");
-  }
-  return lines;
-}
-
-// The figures of a route, one per line, as `location route` and `gpx inspect` print them.
-void printMetrics(std::ostream& out, const LocationRouteMetrics& metrics) {
-  out << "  Points:    " << fmt::format("{}", metrics.pointCount) << " in "
-      << plural(metrics.segmentCount, "segment", "segments");
-  if (metrics.segmentGapCount > 0) {
-    out << " (" << plural(metrics.segmentGapCount, "gap", "gaps") << " between segments, not counted in the distance)";
-  }
-  out << '\n';
-  out << "  Distance:  " << distanceText(metrics.distanceMeters) << '\n';
-  out << "  Start:     " << coordinatesText({metrics.first.latitude, metrics.first.longitude}) << '\n';
-  out << "  End:       " << coordinatesText({metrics.last.latitude, metrics.last.longitude}) << '\n';
-  const auto& bounds = metrics.bounds;
-  out << "  Bounds:    latitude " << coordinateText(bounds.minLatitude) << " to " << coordinateText(bounds.maxLatitude)
-      << ", longitude " << coordinateText(bounds.minLongitude) << " to " << coordinateText(bounds.maxLongitude) << '\n';
-  if (metrics.duration) {
-    out << "  Duration:  " << durationText(*metrics.duration) << " (from " << dateText(*metrics.first.timestamp())
-        << " to " << dateText(*metrics.last.timestamp()) << ")\n";
-    if (auto speed = metrics.timedAverageSpeed()) {
-      out << "  Timed average speed: " << speedDisplay(*speed) << '\n';
-      out << "    " << locationTimedSpeedNote << '\n';
-    }
-  } else {
-    out << "  Duration:  unknown (not every point has a time)\n";
-  }
+  return std::move(*imported);
 }
 
 struct RouteOptions {
@@ -326,9 +240,9 @@ CommandOutcome playRoute(CommandContext& context, const RouteOptions& options) {
   } else {
     context.out << "Playing \"" << route.name << "\" on " << started->operation.simulatorName << " at "
                 << speedText(*speed) << " m/s.\n";
-    printMetrics(context.out, started->metrics);
+    for (const auto& line : routeMetricLines(started->metrics)) context.out << "  " << line << '\n';
     if (notes) {
-      for (const auto& line : noteLines(*notes)) context.out << "  Note:      " << line << '\n';
+      for (const auto& line : gpxNoteLines(*notes)) context.out << "  Note:      " << line << '\n';
     }
     if (started->recent) context.out << "  Recent:    " << started->recent->id << '\n';
     context.out << locationRouteNote << '\n';
@@ -361,7 +275,7 @@ CommandOutcome recents(CommandContext& context, const RecentsOptions& options) {
       for (const auto& recent : *removed) list.push_back(routeRecentJson(recent));
       context.emitJson({{"removed", list}, {"note", locationRecentsRemovedNote}});
     } else {
-      context.out << "Removed " << plural(static_cast<std::int64_t>(removed->size()), "recent route", "recent routes")
+      context.out << "Removed " << countText(static_cast<std::int64_t>(removed->size()), "recent route", "recent routes")
                   << ".\n"
                   << locationRecentsRemovedNote << '\n';
     }
@@ -377,9 +291,9 @@ CommandOutcome recents(CommandContext& context, const RecentsOptions& options) {
   } else {
     for (const auto& recent : list) {
       context.out << recent.id << "  " << recent.name << "  (" << recent.sourceFilename << ")\n"
-                  << "    " << plural(recent.pointCount, "point", "points") << ", "
-                  << plural(recent.segmentCount, "segment", "segments") << ", " << distanceText(recent.distanceMeters)
-                  << "; played at " << speedText(recent.speedMetersPerSecond) << " m/s, " << dateText(recent.startedAt)
+                  << "    " << countText(recent.pointCount, "point", "points") << ", "
+                  << countText(recent.segmentCount, "segment", "segments") << ", " << distanceText(recent.distanceMeters)
+                  << "; played at " << speedText(recent.speedMetersPerSecond) << " m/s, " << isoDateText(recent.startedAt)
                   << '\n';
     }
   }
@@ -398,7 +312,7 @@ CommandOutcome history(CommandContext& context) {
     context.out << "No locations have been set yet.\n";
   } else {
     for (const auto& entry : entries) {
-      context.out << dateText(entry.setAt) << "  " << coordinatesText(entry.coordinate) << '\n';
+      context.out << isoDateText(entry.setAt) << "  " << coordinatesText(entry.coordinate) << '\n';
     }
   }
   return {};
@@ -509,8 +423,8 @@ CommandOutcome inspectGpx(CommandContext& context, const std::string& path) {
     return {};
   }
   context.out << "\"" << route.name << "\" from " << route.source.filename << '\n';
-  printMetrics(context.out, metrics);
-  const auto notes = noteLines(imported->notes);
+  for (const auto& line : routeMetricLines(metrics)) context.out << "  " << line << '\n';
+  const auto notes = gpxNoteLines(imported->notes);
   for (const auto& line : notes) context.out << "  Note:      " << line << '\n';
   if (playback) {
     context.out << "It can be played with 'orvanta location route'.\n";

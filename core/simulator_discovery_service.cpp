@@ -3,7 +3,11 @@
 namespace orvanta {
 
 std::optional<ProcessRunnerError> SimulatorDiscoveryService::refresh(orvanta::stop_token stop) {
-  auto listed = client_.listDevices(std::move(stop));
+  return accept(client_.listDevices(std::move(stop)));
+}
+
+std::optional<ProcessRunnerError> SimulatorDiscoveryService::accept(
+    expected<std::vector<SimulatorDevice>, ProcessRunnerError> listed) {
   if (!listed) {
     lastError_ = listed.error().description();
     return listed.error();

@@ -34,6 +34,9 @@ class SimulatorDiscoveryService {
   // onRefresh; on failure records the error's description and changes nothing else. Blocks until simctl
   // has answered; a stop request cancels it. Returns the error, if any.
   std::optional<ProcessRunnerError> refresh(orvanta::stop_token stop = {});
+  // The second half of refresh() for a front end that lists the devices on a worker thread (through
+  // client(), which is thread-safe) and hands the listing back to the main thread.
+  std::optional<ProcessRunnerError> accept(expected<std::vector<SimulatorDevice>, ProcessRunnerError> listed);
 
   // (Re)creates the repeating refresh timer on `loop`. The timer belongs to the service: it stops when
   // the service is destroyed.

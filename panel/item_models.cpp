@@ -1,0 +1,93 @@
+#include "panel/item_models.hpp"
+
+#include <QFont>
+#include <QIcon>
+
+#include "panel/tool_page.hpp"
+
+namespace orvanta {
+
+void DeviceListModel::reset(std::vector<DeviceRow> rows) {
+  beginResetModel();
+  rows_ = std::move(rows);
+  endResetModel();
+}
+
+int DeviceListModel::rowCount(const QModelIndex& parent) const {
+  return parent.isValid() ? 0 : static_cast<int>(rows_.size());
+}
+
+QVariant DeviceListModel::data(const QModelIndex& index, int role) const {
+  if (!checkIndex(index, CheckIndexOption::IndexIsValid | CheckIndexOption::ParentIsInvalid)) return {};
+  const auto& row = rows_[static_cast<std::size_t>(index.row())];
+  switch (role) {
+    case Qt::DisplayRole: return qt(row.label + (row.isTarget ? "  \xE2\x97\x8F target" : "") + "\n" + row.detail);
+    case Qt::ToolTipRole: return qt(row.device.udid);
+    case Qt::FontRole: {
+      QFont font;
+      font.setBold(row.isTarget);
+      return font;
+    }
+    case identifierRole: return qt(row.device.udid);
+    case detailRole: return qt(row.detail);
+    default: return {};
+  }
+}
+
+int DeviceListModel::rowOf(const std::string& udid) const {
+  for (std::size_t index = 0; index < rows_.size(); ++index) {
+    if (rows_[index].device.udid == udid) return static_cast<int>(index);
+  }
+  return -1;
+}
+
+void AppListModel::reset(std::vector<SimulatorApp> apps, const AppsModel& model) {
+  beginResetModel();
+  apps_ = std::move(apps);
+  icons_.clear();
+  for (const auto& app : apps_) {
+    QPixmap pixmap;
+    if (auto bytes = model.icon(app.bundleIdentifier)) {
+      auto& entry = decoded_[app.bundleIdentifier];
+      if (entry.first != bytes) {
+        QPixmap decoded;
+        decoded.loadFromData(reinterpret_cast<const uchar*>(bytes->data()), static_cast<uint>(bytes->size()), "PNG");
+        if (!decoded.isNull()) decoded = decoded.scaled(32, 32, Qt::KeepAspectRatio, Qt::SmoothTransformation);
+        entry = {bytes, decoded};
+      }
+      pixmap = entry.second;
+    }
+    icons_.push_back(pixmap);
+  }
+  endResetModel();
+}
+
+int AppListModel::rowCount(const QModelIndex& parent) const {
+  return parent.isValid() ? 0 : static_cast<int>(apps_.size());
+}
+
+QVariant AppListModel::data(const QModelIndex& index, int role) const {
+  if (!checkIndex(index, CheckIndexOption::IndexIsValid | CheckIndexOption::ParentIsInvalid)) return {};
+  const auto row = static_cast<std::size_t>(index.row());
+  const auto& app = apps_[row];
+  switch (role) {
+    case Qt::DisplayRole:
+      return qt(app.displayName + "\n" + app.bundleIdentifier + (app.version ? "  " + *app.version : ""));
+    case Qt::DecorationRole:
+      if (icons_[row].isNull()) return {};
+      return icons_[row];
+    case Qt::ToolTipRole: return qt(app.bundlePath);
+    case identifierRole: return qt(app.bundleIdentifier);
+    case detailRole: return qt(std::string(rawValue(app.kind)));
+    default: return {};
+  }
+}
+
+int AppListModel::rowOf(const std::string& bundleIdentifier) const {
+  for (std::size_t index = 0; index < apps_.size(); ++index) {
+    if (apps_[index].bundleIdentifier == bundleIdentifier) return static_cast<int>(index);
+  }
+  return -1;
+}
+
+}  // namespace orvanta

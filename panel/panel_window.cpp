@@ -1,0 +1,147 @@
+#include "panel/panel_window.hpp"
+
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QHBoxLayout>
+#include <QPushButton>
+#include <QThread>
+#include <QVBoxLayout>
+
+#include "core/simulator_discovery_service.hpp"
+#include "panel/pages.hpp"
+
+namespace orvanta {
+
+PanelWindow::PanelWindow(Environment& environment, PanelQuestions questions, QWidget* parent)
+    : QWidget(parent), questions_(std::move(questions)) {
+  setWindowTitle("Orvanta");
+  setMinimumWidth(360);
+  resize(400, 760);
+  // Results are handed back by name through the event queue: nothing of a worker's crosses over but the call.
+  session_ = std::make_unique<PanelSession>(environment, [this] {
+    QMetaObject::invokeMethod(this, "drainWork", Qt::QueuedConnection);
+  });
+
+  auto* layout = new QVBoxLayout(this);
+  layout->setContentsMargins(0, 8, 0, 0);
+  layout->setSpacing(4);
+  auto* top = new QHBoxLayout;
+  top->setContentsMargins(10, 0, 10, 0);
+  targets_ = new QComboBox(this);
+  targets_->setObjectName("target");
+  targets_->setPlaceholderText("Choose a target simulator");
+  targets_->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
+  auto* refresh = new QPushButton(QString::fromUtf8("\xE2\x86\xBB"), this);
+  refresh->setToolTip("List the simulators again");
+  refresh->setFixedWidth(32);
+  top->addWidget(targets_, 1);
+  top->addWidget(refresh);
+  layout->addLayout(top);
+  status_ = new QLabel(this);
+  status_->setObjectName("status");
+  status_->setContentsMargins(12, 0, 12, 0);
+  status_->setWordWrap(true);
+  layout->addWidget(status_);
+
+  pageList_ = new QListWidget(this);
+  pageList_->setObjectName("pages");
+  pageList_->setFlow(QListView::LeftToRight);
+  pageList_->setWrapping(true);
+  pageList_->setResizeMode(QListView::Adjust);
+  pageList_->setSpacing(2);
+  pageList_->setFixedHeight(58);
+  pageList_->setFrameShape(QFrame::NoFrame);
+  pageList_->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+  layout->addWidget(pageList_);
+  stack_ = new QStackedWidget(this);
+  layout->addWidget(stack_, 1);
+
+  addPage(new DevicesPage(*session_, questions_, this));
+  addPage(new AppsPage(*session_, questions_, this));
+  addPage(new ControlsPage(*session_, questions_, this));
+  addPage(new LocationPage(*session_, questions_, this));
+  addPage(new PushPage(*session_, questions_, this));
+  addPage(new PrivacyPage(*session_, questions_, this));
+  addPage(new DeepLinksPage(*session_, questions_, this));
+
+  connect(pageList_, &QListWidget::currentRowChanged, this, [this](int row) {
+    if (row < 0 || row >= static_cast<int>(pages_.size())) return;
+    stack_->setCurrentIndex(row);
+    pages_[static_cast<std::size_t>(row)]->activate();
+  });
+  connect(targets_, &QComboBox::activated, this, [this] {
+    const auto udid = text(targets_->currentData().toString());
+    if (udid.empty()) return;
+    if (auto problem = session_->chooseTarget(udid)) status_->setText(qt(*problem));
+  });
+  connect(refresh, &QPushButton::clicked, this, [this] { session_->refreshDevices(); });
+  session_->listen(lifetime_, [this] { refreshTargets(); });
+
+  deviceRefresh_.setInterval(static_cast<int>(SimulatorDiscoveryService::fallbackInterval * 1000));
+  connect(&deviceRefresh_, &QTimer::timeout, this, [this] { session_->refreshDevices(); });
+  deviceRefresh_.start();
+  pageList_->setCurrentRow(0);
+  refreshTargets();
+  session_->refreshDevices();
+}
+
+PanelWindow::~PanelWindow() {
+  // The session's workers stop and are joined before the widgets they report to go.
+  lifetime_.reset();
+  session_.reset();
+}
+
+void PanelWindow::addPage(ToolPage* page) {
+  pages_.push_back(page);
+  stack_->addWidget(page);
+  auto* item = new QListWidgetItem(page->title(), pageList_);
+  item->setTextAlignment(Qt::AlignCenter);
+  item->setSizeHint(QSize(84, 24));
+}
+
+ToolPage* PanelWindow::page(const QString& title, bool show) {
+  for (std::size_t index = 0; index < pages_.size(); ++index) {
+    if (pages_[index]->title() != title) continue;
+    if (show) pageList_->setCurrentRow(static_cast<int>(index));
+    return pages_[index];
+  }
+  return nullptr;
+}
+
+void PanelWindow::refreshTargets() {
+  QSignalBlocker quiet(targets_);
+  targets_->clear();
+  const auto& devices = session_->devices();
+  const auto& status = session_->status();
+  for (const auto& device : devices) {
+    targets_->addItem(qt(deviceLabel(device, devices) + "  \xE2\x80\x94  " + std::string(rawValue(device.state)) +
+                         ", " + device.runtimeDisplayName),
+                      qt(device.udid));
+  }
+  // Never a silent choice: the picker shows the remembered target or nothing.
+  const bool remembered = status.kind == SimulatorTargetStatus::Case::selected ||
+                          status.kind == SimulatorTargetStatus::Case::lost;
+  targets_->setCurrentIndex(remembered ? targets_->findData(qt(status.udid)) : -1);
+  std::string line = session_->statusLine();
+  if (auto error = session_->devicesError()) line += "\n" + *error;
+  status_->setText(qt(line));
+}
+
+void PanelWindow::drainWork() { session_->work().drain(); }
+
+bool PanelWindow::settle(int milliseconds) {
+  QElapsedTimer clock;
+  clock.start();
+  for (;;) {
+    QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+    session_->work().drain();
+    if (session_->work().idle()) {
+      QCoreApplication::processEvents();
+      if (session_->work().idle()) return true;
+    }
+    if (clock.elapsed() > milliseconds) return false;
+    QThread::msleep(2);
+  }
+}
+
+}  // namespace orvanta

@@ -1,0 +1,74 @@
+#include "panel/tool_page.hpp"
+
+#include <QFileDialog>
+#include <QInputDialog>
+#include <QMessageBox>
+#include <QPushButton>
+#include <QVBoxLayout>
+
+namespace orvanta {
+
+PanelQuestions PanelQuestions::dialogs() {
+  PanelQuestions questions;
+  questions.confirm = [](QWidget* parent, const QString& question, const QString& confirmTitle) {
+    QMessageBox box(QMessageBox::Warning, "Orvanta", question, QMessageBox::Cancel, parent);
+    auto* confirm = box.addButton(confirmTitle, QMessageBox::DestructiveRole);
+    box.setDefaultButton(QMessageBox::Cancel);
+    box.exec();
+    return box.clickedButton() == confirm;
+  };
+  questions.chooseFile = [](QWidget* parent, const QString& title, const QString& filter, bool folder) {
+    if (folder) return QFileDialog::getExistingDirectory(parent, title);
+    return QFileDialog::getOpenFileName(parent, title, QString(), filter);
+  };
+  questions.askText = [](QWidget* parent, const QString& title, const QString& label) {
+    return QInputDialog::getText(parent, title, label);
+  };
+  return questions;
+}
+
+ToolPage::ToolPage(QString title, PanelQuestions& questions, QWidget* parent)
+    : QWidget(parent), questions_(questions), title_(std::move(title)) {
+  auto* outer = new QVBoxLayout(this);
+  outer->setContentsMargins(10, 8, 10, 8);
+  body_ = new QVBoxLayout;
+  body_->setSpacing(6);
+  outer->addLayout(body_, 1);
+  busy_ = new QLabel(this);
+  busy_->setObjectName("busy");
+  busy_->setStyleSheet("color: palette(mid);");
+  outer->addWidget(busy_);
+  message_ = new QLabel(this);
+  message_->setObjectName("message");
+  message_->setWordWrap(true);
+  message_->setTextInteractionFlags(Qt::TextSelectableByMouse);
+  outer->addWidget(message_);
+}
+
+void ToolPage::bind(PageModel& model) {
+  model_ = &model;
+  model.onChanged([this] {
+    showModelState();
+    refresh();
+  });
+  showModelState();
+}
+
+void ToolPage::showModelState() {
+  busy_->setText(model_->busy() ? QString::fromUtf8("Working\xE2\x80\xA6") : QString());
+  const auto& message = model_->message();
+  message_->setText(message ? qt(message->text) : QString());
+  const bool failure = message && message->kind == PageMessage::Kind::failure;
+  message_->setStyleSheet(failure ? "color: #b3261e;" : "color: #1b6e20;");
+  message_->setProperty("failure", failure);
+}
+
+QLabel* sectionLabel(const QString& text, QWidget* parent) {
+  auto* label = new QLabel(text, parent);
+  auto font = label->font();
+  font.setBold(true);
+  label->setFont(font);
+  return label;
+}
+
+}  // namespace orvanta
