@@ -37,6 +37,7 @@ constexpr CommandGroup kGroups[] = {
     {{"workspace"}, registerWorkspaceCommands},
     {{"device"}, registerLifecycleCommands},
     {{"doctor"}, registerDoctorCommands},
+    {{"panel"}, registerPanelCommands},
     // Completion describes every command, so it comes with all of them (see below).
     {{"completion"}, registerCompletionCommands},
 };

@@ -36,5 +36,6 @@ void registerPasteboardCommands(CLI::App& app, CommandRegistry& registry);
 void registerDataCommands(CLI::App& app, CommandRegistry& registry);
 void registerDefaultsCommands(CLI::App& app, CommandRegistry& registry);
 void registerMediaKeychainCommands(CLI::App& app, CommandRegistry& registry);
+void registerPanelCommands(CLI::App& app, CommandRegistry& registry);
 
 }  // namespace orvanta

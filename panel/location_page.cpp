@@ -105,7 +105,7 @@ void LocationPage::refresh() {
     for (const auto& preset : model_->presets()) {
       presets_->addItem(qt(preset.label + "  (" + coordinatesText(preset.coordinate) + ")"), qt(preset.id));
     }
-    presets_->setPlaceholderText("No presets");
+    presets_->setPlaceholderText(presets_->count() > 0 ? QString::fromUtf8("Choose a preset\xE2\x80\xA6") : "No presets");
     presets_->setCurrentIndex(-1);
   }
   {
@@ -114,7 +114,7 @@ void LocationPage::refresh() {
     for (const auto& entry : model_->recents()) {
       recents_->addItem(qt(coordinatesText(entry.coordinate) + "  " + isoDateText(entry.setAt)), qt(entry.id));
     }
-    recents_->setPlaceholderText("None yet");
+    recents_->setPlaceholderText(recents_->count() > 0 ? QString::fromUtf8("Choose a recent point\xE2\x80\xA6") : "None yet");
     recents_->setCurrentIndex(-1);
   }
   const auto& route = model_->route();

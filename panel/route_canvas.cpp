@@ -26,7 +26,7 @@ double scaleBarMetres(double maximumMetres) {
 }
 
 RouteCanvas::RouteCanvas(QWidget* parent) : QWidget(parent) {
-  setMinimumHeight(160);
+  setMinimumHeight(170);
   setObjectName("route");
 }
 

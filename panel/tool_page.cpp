@@ -4,6 +4,7 @@
 #include <QInputDialog>
 #include <QMessageBox>
 #include <QPushButton>
+#include <QScrollArea>
 #include <QVBoxLayout>
 
 namespace orvanta {
@@ -30,18 +31,28 @@ PanelQuestions PanelQuestions::dialogs() {
 ToolPage::ToolPage(QString title, PanelQuestions& questions, QWidget* parent)
     : QWidget(parent), questions_(questions), title_(std::move(title)) {
   auto* outer = new QVBoxLayout(this);
-  outer->setContentsMargins(10, 8, 10, 8);
-  body_ = new QVBoxLayout;
+  outer->setContentsMargins(0, 0, 0, 8);
+  // A page taller than the window scrolls rather than squeezing its widgets into each other.
+  auto* scroll = new QScrollArea(this);
+  scroll->setWidgetResizable(true);
+  scroll->setFrameShape(QFrame::NoFrame);
+  scroll->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+  auto* content = new QWidget(scroll);
+  body_ = new QVBoxLayout(content);
+  body_->setContentsMargins(10, 8, 10, 0);
   body_->setSpacing(6);
-  outer->addLayout(body_, 1);
+  scroll->setWidget(content);
+  outer->addWidget(scroll, 1);
   busy_ = new QLabel(this);
   busy_->setObjectName("busy");
   busy_->setStyleSheet("color: palette(mid);");
+  busy_->setContentsMargins(10, 0, 10, 0);
   outer->addWidget(busy_);
   message_ = new QLabel(this);
   message_->setObjectName("message");
   message_->setWordWrap(true);
   message_->setTextInteractionFlags(Qt::TextSelectableByMouse);
+  message_->setContentsMargins(10, 0, 10, 0);
   outer->addWidget(message_);
 }
 

@@ -36,6 +36,10 @@ namespace orvanta {
 // $TMPDIR when it is an absolute path, else /tmp. Never fails; not created.
 [[nodiscard]] std::filesystem::path temporaryDirectory();
 
+// The program file of this process (Linux: /proc/self/exe; macOS: the loader's path, resolved); none when
+// the system does not say.
+[[nodiscard]] std::optional<std::filesystem::path> runningExecutable();
+
 // This user's own folder for scratch files, <temporaryDirectory>/orvanta-<uid>: computed only. Private
 // folders of one command are made inside it (PrivateDirectory checks it with ensureOwnPrivateFolder).
 [[nodiscard]] std::filesystem::path scratchDirectory();

@@ -17,3 +17,14 @@ expected<std::filesystem::path, FileError> applicationSupportDirectory() {
 }
 
 }  // namespace orvanta
+
+namespace orvanta {
+
+std::optional<std::filesystem::path> runningExecutable() {
+  std::error_code error;
+  auto path = std::filesystem::read_symlink("/proc/self/exe", error);
+  if (error) return std::nullopt;
+  return path;
+}
+
+}  // namespace orvanta

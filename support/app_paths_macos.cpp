@@ -14,3 +14,23 @@ expected<std::filesystem::path, FileError> configDirectory() {
 }
 
 }  // namespace orvanta
+
+#include <mach-o/dyld.h>
+
+#include <cstdint>
+#include <vector>
+
+namespace orvanta {
+
+std::optional<std::filesystem::path> runningExecutable() {
+  std::uint32_t size = 0;
+  _NSGetExecutablePath(nullptr, &size);
+  std::vector<char> buffer(size + 1, '\0');
+  if (_NSGetExecutablePath(buffer.data(), &size) != 0) return std::nullopt;
+  std::error_code error;
+  auto path = std::filesystem::canonical(buffer.data(), error);
+  if (error) return std::filesystem::path(buffer.data());
+  return path;
+}
+
+}  // namespace orvanta
