@@ -42,6 +42,7 @@ DevicesPage::DevicesPage(PanelSession& session, PanelQuestions& questions, QWidg
     if (questions_.confirm(this, qt(question), "Erase")) model_->erase(udid);
   });
   connect(list_, &QListView::doubleClicked, this, [this] { model_->choose(selectedUDID()); });
+  connect(list_->selectionModel(), &QItemSelectionModel::currentChanged, this, [this] { refresh(); });
   bind(*model_);
   refresh();
 }
@@ -58,8 +59,11 @@ void DevicesPage::select(const std::string& udid) {
 
 void DevicesPage::refresh() {
   const auto kept = selectedUDID();
-  items_->reset(model_->rows());
-  if (!kept.empty()) select(kept);
+  {
+    QSignalBlocker quiet(list_->selectionModel());
+    items_->reset(model_->rows());
+    if (!kept.empty()) select(kept);
+  }
   const bool chosen = list_->currentIndex().isValid();
   for (auto* button : {choose_, boot_, shutdown_, erase_, open_}) button->setEnabled(chosen && !model_->busy());
 }
