@@ -6,7 +6,7 @@
 namespace orvanta {
 
 DevicesPage::DevicesPage(PanelSession& session, PanelQuestions& questions, QWidget* parent)
-    : ToolPage("Devices", questions, parent), model_(std::make_unique<DevicesModel>(session)) {
+    : ToolPage("Devices", questions, parent), session_(session), model_(std::make_unique<DevicesModel>(session)) {
   items_ = new DeviceListModel(this);
   list_ = new QListView(this);
   list_->setObjectName("devices");
@@ -62,7 +62,11 @@ void DevicesPage::refresh() {
   {
     QSignalBlocker quiet(list_->selectionModel());
     items_->reset(model_->rows());
-    if (!kept.empty()) select(kept);
+    if (!kept.empty()) {
+      select(kept);
+    } else if (session_.status().device) {
+      select(session_.status().udid);  // the target, until the user picks another row
+    }
   }
   const bool chosen = list_->currentIndex().isValid();
   for (auto* button : {choose_, boot_, shutdown_, erase_, open_}) button->setEnabled(chosen && !model_->busy());

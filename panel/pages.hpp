@@ -38,6 +38,7 @@ class DevicesPage : public ToolPage {
  private:
   [[nodiscard]] std::string selectedUDID() const;
 
+  PanelSession& session_;
   std::unique_ptr<DevicesModel> model_;
   DeviceListModel* items_;
   QListView* list_;
