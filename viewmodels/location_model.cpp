@@ -143,7 +143,10 @@ void LocationModel::listScenarios() {
       },
       [this](Outcome listed) {
         if (!listed) return fail(listed.error().description());
-        scenarios_ = std::move(*listed);
+        // Element-wise on purpose: moving the whole vector out of the expected trips a false
+        // maybe-uninitialized warning in GCC 12 at -O2.
+        scenarios_.clear();
+        for (auto& scenario : *listed) scenarios_.push_back(std::move(scenario));
         if (scenarios_.empty()) succeed("The simulator lists no location scenarios.");
       });
 }
