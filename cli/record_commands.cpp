@@ -137,9 +137,7 @@ CommandOutcome record(CommandContext& context, const RecordOptions& options) {
     context.emitJson(document);
   } else {
     context.out << saved->string() << '\n';
-    context.err << formatRecordingDuration(artifact->duration) << ", " << artifact->pixelWidth << " × "
-                << artifact->pixelHeight << " pixels, " << artifact->fileSize << " bytes"
-                << (options.copy && !document.contains("clipboardError") ? "; copied to the clipboard" : "") << ".\n";
+    context.err << recordingSummary(*artifact) << (options.copy && !document.contains("clipboardError") ? "; copied to the clipboard" : "") << ".\n";
   }
   return {};
 }

@@ -15,7 +15,7 @@
 #include "cli/target_resolution.hpp"
 #include "capture/screenshot/screenshot_studio.hpp"
 #include "core/file_reveal.hpp"
-#include "tools/controls/simulator_controls_service.hpp"
+#include "tools/controls/status_bar_for_capture.hpp"
 
 namespace orvanta {
 namespace {
@@ -32,46 +32,6 @@ Json errorJson(std::string_view kind, const std::string& message) { return {{"ki
 
 // Applies a status-bar preset for the capture and clears the overrides when it goes out of scope, whatever
 // happened in between.
-class StatusBarForCapture {
- public:
-  StatusBarForCapture(CommandContext& context, const SimulatorDevice& device)
-      : context_(context), service_(context.environment.simctl()), target_(SimulatorTargetStatus::selected(device)) {}
-
-  CommandOutcome apply(const StatusBarPreset& preset) {
-    auto applied = service_.perform(target_, SimulatorControlsAction::applyStatusBarOverride(preset.override), context_.stop);
-    if (!applied) {
-      return unexpected(CommandFailure::failure(std::string(applied.error().caseName()), applied.error().description()));
-    }
-    applied_ = true;
-    auto listed = service_.perform(target_, SimulatorControlsAction::query(SimulatorControlsAction::Case::queryStatusBarOverrides),
-                                   context_.stop);
-    const bool confirmed = listed && parseStatusBarList(listed->stdout).hasOverrides;
-    context_.err << "Applied the \"" << preset.title << "\" status bar"
-                 << (confirmed ? " (confirmed)." : ", but the simulator does not list the overrides.") << '\n';
-    return {};
-  }
-
-  ~StatusBarForCapture() {
-    if (!applied_) return;
-    // Not cancellable: the overrides must not outlive the command, even after Ctrl-C.
-    auto cleared = service_.perform(target_, SimulatorControlsAction::query(SimulatorControlsAction::Case::clearStatusBarOverrides));
-    if (cleared) {
-      context_.err << "Cleared the status bar overrides.\n";
-    } else {
-      context_.err << "orvanta: couldn't clear the status bar overrides: " << cleared.error().description()
-                   << "\nRun 'orvanta status-bar clear'.\n";
-    }
-  }
-  StatusBarForCapture(const StatusBarForCapture&) = delete;
-  StatusBarForCapture& operator=(const StatusBarForCapture&) = delete;
-
- private:
-  CommandContext& context_;
-  SimulatorControlsService service_;
-  SimulatorTargetStatus target_;
-  bool applied_ = false;
-};
-
 struct ScreenshotOptions {
   std::string out;
   bool copy = false;
@@ -116,10 +76,11 @@ CommandOutcome takeScreenshot(CommandContext& context, const ScreenshotOptions& 
   {
     std::optional<StatusBarForCapture> statusBar;
     if (!options.statusBar.empty()) {
-      const auto& presets = statusBarPresets();
-      auto preset = std::find_if(presets.begin(), presets.end(), [&](const auto& p) { return p.id == options.statusBar; });
-      statusBar.emplace(context, *device);
-      if (auto applied = statusBar->apply(*preset); !applied) return applied;
+      statusBar.emplace(context.environment.simctl(), *device,
+                        [&context](const std::string& note) { context.err << note << '\n'; });
+      if (auto applied = statusBar->apply(*findStatusBarPreset(options.statusBar), context.stop); !applied) {
+        return unexpected(CommandFailure::failure(std::string(applied.error().caseName()), applied.error().description()));
+      }
     }
     captured = studio.capture({device->udid, device->name, true}, context.stop);
   }
@@ -160,8 +121,7 @@ CommandOutcome takeScreenshot(CommandContext& context, const ScreenshotOptions& 
     context.emitJson(document);
   } else {
     context.out << saved->string() << '\n';
-    context.err << captured->pixelWidth << " × " << captured->pixelHeight << " pixels, " << captured->fileSize
-                << " bytes, from " << captured->simulatorName << (options.copy && !document.contains("clipboardError") ? "; copied to the clipboard" : "")
+    context.err << screenshotSummary(*captured) << (options.copy && !document.contains("clipboardError") ? "; copied to the clipboard" : "")
                 << ".\n";
   }
   for (const auto& warning : warnings) context.err << "orvanta: warning: " << warning << '\n';

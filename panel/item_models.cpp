@@ -1,6 +1,8 @@
 #include "panel/item_models.hpp"
 
+#include <QColor>
 #include <QFont>
+#include <QFontDatabase>
 #include <QIcon>
 
 #include "panel/tool_page.hpp"
@@ -88,6 +90,48 @@ int AppListModel::rowOf(const std::string& bundleIdentifier) const {
     if (apps_[index].bundleIdentifier == bundleIdentifier) return static_cast<int>(index);
   }
   return -1;
+}
+
+ConsoleListModel::ConsoleListModel(const ConsoleModel& console, QObject* parent)
+    : QAbstractListModel(parent), console_(console), font_(QFontDatabase::systemFont(QFontDatabase::FixedFont)) {}
+
+void ConsoleListModel::reset() {
+  beginResetModel();
+  rows_ = console_.shown().size();
+  endResetModel();
+}
+
+int ConsoleListModel::rowCount(const QModelIndex& parent) const {
+  return parent.isValid() ? 0 : static_cast<int>(rows_);
+}
+
+QVariant ConsoleListModel::data(const QModelIndex& index, int role) const {
+  if (!checkIndex(index, CheckIndexOption::IndexIsValid | CheckIndexOption::ParentIsInvalid)) return {};
+  const auto row = static_cast<std::size_t>(index.row());
+  if (row >= console_.shown().size()) return {};
+  const SimulatorLogEntry& entry = *console_.shown()[row];
+  switch (role) {
+    case Qt::DisplayRole: {
+      std::string line;
+      ConsoleExportService::appendLine(line, entry);
+      // One line a row: a message's own line breaks would make rows of different heights.
+      for (auto& c : line) {
+        if (c == '\n' || c == '\r' || c == '\t') c = ' ';
+      }
+      return QString::fromUtf8(line.data(), static_cast<qsizetype>(line.size()));
+    }
+    case Qt::ToolTipRole: return entry.message.size() > 120 ? qt(entry.message.substr(0, 2000)) : QVariant();
+    case Qt::FontRole: return font_;
+    case Qt::ForegroundRole:
+      if (!entry.level) return {};
+      switch (*entry.level) {
+        case SimulatorLogLevel::debug: return QColor(0x70, 0x70, 0x70);
+        case SimulatorLogLevel::error: return QColor(0xb3, 0x26, 0x1e);
+        case SimulatorLogLevel::fault: return QColor(0x8e, 0x24, 0xaa);
+        default: return {};
+      }
+    default: return {};
+  }
 }
 
 }  // namespace orvanta

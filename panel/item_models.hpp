@@ -1,4 +1,4 @@
-// Qt item models over the view models' lists: the devices and the apps. Each is reset from its view model
+// Qt item models over the view models' lists: the devices, the apps and the console's entries. Each is reset from its view model
 // when that changes, and keeps nothing of its own but the rows it shows.
 #pragma once
 
@@ -7,7 +7,10 @@
 #include <map>
 #include <vector>
 
+#include <QFont>
+
 #include "viewmodels/apps_model.hpp"
+#include "viewmodels/console_model.hpp"
 #include "viewmodels/devices_model.hpp"
 
 namespace orvanta {
@@ -43,6 +46,23 @@ class AppListModel : public QAbstractListModel {
   std::vector<QPixmap> icons_;
   // By bundle identifier, with the bytes it was decoded from: each icon is decoded once.
   std::map<std::string, std::pair<std::shared_ptr<const std::string>, QPixmap>> decoded_;
+};
+
+// The console's shown entries, one export-style line each, formatted only when the view asks for a row
+// (a batch resets the model; the view then asks for the few rows on screen).
+class ConsoleListModel : public QAbstractListModel {
+  Q_OBJECT
+ public:
+  explicit ConsoleListModel(const ConsoleModel& console, QObject* parent = nullptr);
+  // Call after the console's shown list changed.
+  void reset();
+  [[nodiscard]] int rowCount(const QModelIndex& parent = {}) const override;
+  [[nodiscard]] QVariant data(const QModelIndex& index, int role) const override;
+
+ private:
+  const ConsoleModel& console_;
+  std::size_t rows_ = 0;
+  QFont font_;
 };
 
 }  // namespace orvanta

@@ -11,15 +11,18 @@
 #include <QPlainTextEdit>
 #include <QPushButton>
 #include <QSpinBox>
+#include <QTimer>
 #include <memory>
 
 #include "panel/item_models.hpp"
 #include "panel/tool_page.hpp"
+#include "viewmodels/captures_model.hpp"
 #include "viewmodels/controls_model.hpp"
 #include "viewmodels/deeplinks_model.hpp"
 #include "viewmodels/location_model.hpp"
 #include "viewmodels/privacy_model.hpp"
 #include "viewmodels/push_model.hpp"
+#include "viewmodels/quick_input_page_model.hpp"
 
 namespace orvanta {
 
@@ -188,6 +191,93 @@ class DeepLinksPage : public ToolPage {
   QLabel* schemes_;
   QListWidget* favorites_;
   QListWidget* history_;
+};
+
+class ConsolePage : public ToolPage {
+  Q_OBJECT
+ public:
+  ConsolePage(PanelSession& session, PanelQuestions& questions, QWidget* parent = nullptr);
+  ConsoleModel& model() { return *model_; }
+  QListView* list() const { return list_; }
+  ConsoleListModel* items() const { return items_; }
+  QLineEdit* search() const { return search_; }
+  QComboBox* apps() const { return apps_; }
+  const std::vector<QCheckBox*>& levels() const { return levels_; }
+  // Puts the model's shown entries into the list (after each batch).
+  void showEntries();
+  void showcase() override;
+
+ protected:
+  void refresh() override;
+
+ private:
+  PanelSession& session_;
+  std::unique_ptr<ConsoleModel> model_;
+  QPushButton* startStop_;
+  QPushButton* pause_;
+  QLabel* state_;
+  QLineEdit* search_;
+  QComboBox* apps_;
+  std::vector<QCheckBox*> levels_;
+  ConsoleListModel* items_;
+  QListView* list_;
+  QCheckBox* autoScroll_;
+};
+
+class CapturesPage : public ToolPage {
+  Q_OBJECT
+ public:
+  CapturesPage(PanelSession& session, PanelQuestions& questions, QWidget* parent = nullptr);
+  CapturesModel& model() { return *model_; }
+  QLabel* thumbnail() const { return thumbnail_; }
+  QLabel* elapsed() const { return elapsed_; }
+  void showcase() override;
+
+ protected:
+  void refresh() override;
+
+ private:
+  std::unique_ptr<CapturesModel> model_;
+  QComboBox* statusBar_;
+  QPushButton* capture_;
+  QLabel* thumbnail_;
+  QLabel* shotSummary_;
+  QPushButton* save_;
+  QPushButton* copy_;
+  QPushButton* revealShot_;
+  QLabel* shotFolder_;
+  QComboBox* codec_;
+  QPushButton* record_;
+  QLabel* elapsed_;
+  QLabel* movie_;
+  QLabel* movieFolder_;
+  QTimer clock_;
+  std::string shownCapture_;
+};
+
+class QuickInputPage : public ToolPage {
+  Q_OBJECT
+ public:
+  QuickInputPage(PanelSession& session, PanelQuestions& questions, QWidget* parent = nullptr);
+  QuickInputPageModel& model() { return *model_; }
+  QListWidget* fields() const { return fields_; }
+  QLineEdit* value() const { return value_; }
+  void activate() override;
+
+ protected:
+  void refresh() override;
+
+ private:
+  [[nodiscard]] bool isKindTitle(const QString& label) const;
+
+  std::unique_ptr<QuickInputPageModel> model_;
+  QComboBox* profiles_;
+  QListWidget* fields_;
+  QComboBox* kind_;
+  QCheckBox* secret_;
+  QLineEdit* label_;
+  QLineEdit* value_;
+  bool loaded_ = false;
 };
 
 // Fills `combo` with the target's apps (display name, bundle identifier as data), keeping the chosen one.

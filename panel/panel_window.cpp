@@ -3,11 +3,15 @@
 #include <QCoreApplication>
 #include <QElapsedTimer>
 #include <QHBoxLayout>
+#include <QAbstractButton>
 #include <QPushButton>
+#include <QShortcut>
 #include <QThread>
 #include <QVBoxLayout>
 
+#include "app/environment.hpp"
 #include "core/simulator_discovery_service.hpp"
+#include "panel/automation_pages.hpp"
 #include "panel/pages.hpp"
 
 namespace orvanta {
@@ -49,7 +53,8 @@ PanelWindow::PanelWindow(Environment& environment, PanelQuestions questions, QWi
   pageList_->setWrapping(true);
   pageList_->setResizeMode(QListView::Adjust);
   pageList_->setSpacing(2);
-  pageList_->setFixedHeight(58);
+  // Three rows of four pages: every page in view at the panel's width, none behind a scroll bar.
+  pageList_->setFixedHeight(90);
   pageList_->setFrameShape(QFrame::NoFrame);
   pageList_->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
   layout->addWidget(pageList_);
@@ -63,6 +68,11 @@ PanelWindow::PanelWindow(Environment& environment, PanelQuestions questions, QWi
   addPage(new PushPage(*session_, questions_, this));
   addPage(new PrivacyPage(*session_, questions_, this));
   addPage(new DeepLinksPage(*session_, questions_, this));
+  addPage(new ConsolePage(*session_, questions_, this));
+  addPage(new CapturesPage(*session_, questions_, this));
+  addPage(new QuickInputPage(*session_, questions_, this));
+  addPage(new ScenariosPage(*session_, questions_, this));
+  addPage(new WorkspacesPage(*session_, questions_, this));
 
   connect(pageList_, &QListWidget::currentRowChanged, this, [this](int row) {
     if (row < 0 || row >= static_cast<int>(pages_.size())) return;
@@ -80,6 +90,18 @@ PanelWindow::PanelWindow(Environment& environment, PanelQuestions questions, QWi
   deviceRefresh_.setInterval(static_cast<int>(SimulatorDiscoveryService::fallbackInterval * 1000));
   connect(&deviceRefresh_, &QTimer::timeout, this, [this] { session_->refreshDevices(); });
   deviceRefresh_.start();
+  // The services' own timers (the console's batches) run on the environment's loop; Qt's loop turns it.
+  mainLoopPump_.setInterval(40);
+  connect(&mainLoopPump_, &QTimer::timeout, this,
+          [this] { session_->environment().mainLoop().runFor(MainLoop::Seconds(0)); });
+  mainLoopPump_.start();
+
+  palette_ = std::make_unique<CommandPalette>(environment.settings());
+  // Qt reads Ctrl as Cmd on macOS.
+  auto* paletteKey = new QShortcut(QKeySequence(Qt::CTRL | Qt::Key_K), this);
+  paletteKey->setContext(Qt::WindowShortcut);
+  connect(paletteKey, &QShortcut::activated, this, [this] { openPalette(); });
+  follower_ = new WindowFollower(*this, environment.settings());
   pageList_->setCurrentRow(0);
   refreshTargets();
   session_->refreshDevices();
@@ -106,6 +128,44 @@ ToolPage* PanelWindow::page(const QString& title, bool show) {
     return pages_[index];
   }
   return nullptr;
+}
+
+void PanelWindow::collectActions() {
+  palette_->clearActions();
+  if (follower_->following()) {
+    palette_->add({"window/attach", "Window: Attach beside the simulator", [this] { follower_->reattach(); }});
+  }
+  for (auto* toolPage : pages_) {
+    const auto title = text(toolPage->title());
+    palette_->add({"page/" + title, "Go to " + title, [this, toolPage] { this->page(toolPage->title(), true); }});
+    // Every button of every page is an action: the palette can never fall behind the pages.
+    for (auto* button : toolPage->findChildren<QAbstractButton*>()) {
+      auto label = button->text();
+      label.remove('&');
+      if (label.trimmed().isEmpty() || label.size() < 2) continue;
+      const auto name = button->objectName().isEmpty() ? label : button->objectName();
+      palette_->add({title + "/" + text(name), title + ": " + text(label), [this, toolPage, button] {
+                       this->page(toolPage->title(), true);
+                       if (button->isEnabled()) button->click();
+                     }});
+    }
+  }
+}
+
+void PanelWindow::closeEvent(QCloseEvent* event) {
+  follower_->rememberPlace();
+  QWidget::closeEvent(event);
+}
+
+PalettePopup* PanelWindow::openPalette() {
+  collectActions();
+  if (popup_ == nullptr) popup_ = new PalettePopup(*palette_, this);
+  popup_->search()->clear();
+  popup_->update();
+  popup_->show();
+  popup_->raise();
+  popup_->search()->setFocus();
+  return popup_;
 }
 
 void PanelWindow::refreshTargets() {

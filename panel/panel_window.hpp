@@ -10,7 +10,10 @@
 #include <QWidget>
 #include <memory>
 
+#include "panel/palette_popup.hpp"
 #include "panel/tool_page.hpp"
+#include "panel/window_follower.hpp"
+#include "viewmodels/command_palette.hpp"
 #include "viewmodels/panel_session.hpp"
 
 namespace orvanta {
@@ -33,6 +36,10 @@ class PanelWindow : public QWidget {
     return dynamic_cast<Page*>(page(title, show));
   }
   [[nodiscard]] QTimer& deviceRefreshTimer() { return deviceRefresh_; }
+  [[nodiscard]] CommandPalette& palette() { return *palette_; }
+  [[nodiscard]] WindowFollower& follower() { return *follower_; }
+  // Opens the command palette (Ctrl-K; Cmd-K on macOS) with every page's actions as they stand.
+  PalettePopup* openPalette();
 
   // Processes events and drains results until no call is outstanding, or `milliseconds` pass; true when
   // idle. For tests and for rendering the pages.
@@ -42,9 +49,13 @@ class PanelWindow : public QWidget {
   // Runs the results of finished calls; called through a queued call whenever one is ready.
   void drainWork();
 
+ protected:
+  void closeEvent(QCloseEvent* event) override;
+
  private:
   void refreshTargets();
   void addPage(ToolPage* page);
+  void collectActions();
 
   PanelQuestions questions_;
   std::unique_ptr<PanelSession> session_;
@@ -55,6 +66,10 @@ class PanelWindow : public QWidget {
   QStackedWidget* stack_;
   std::vector<ToolPage*> pages_;
   QTimer deviceRefresh_;
+  QTimer mainLoopPump_;
+  std::unique_ptr<CommandPalette> palette_;
+  PalettePopup* popup_ = nullptr;
+  WindowFollower* follower_ = nullptr;
 };
 
 }  // namespace orvanta

@@ -20,6 +20,8 @@ expected<std::vector<std::filesystem::path>, std::string> renderPages(PanelWindo
   for (auto* page : window.pages()) {
     window.page(page->title(), true);
     window.settle(30'000);
+    page->showcase();
+    window.settle(30'000);
     const auto path = folder / pictureName(page->title());
     if (!window.grab().save(QString::fromStdString(path.string()), "PNG")) {
       return unexpected("Could not write " + path.string() + ".");

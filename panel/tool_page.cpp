@@ -22,6 +22,9 @@ PanelQuestions PanelQuestions::dialogs() {
     if (folder) return QFileDialog::getExistingDirectory(parent, title);
     return QFileDialog::getOpenFileName(parent, title, QString(), filter);
   };
+  questions.saveFile = [](QWidget* parent, const QString& title, const QString& suggestedName) {
+    return QFileDialog::getSaveFileName(parent, title, suggestedName);
+  };
   questions.askText = [](QWidget* parent, const QString& title, const QString& label) {
     return QInputDialog::getText(parent, title, label);
   };

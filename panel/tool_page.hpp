@@ -19,6 +19,8 @@ struct PanelQuestions {
   std::function<bool(QWidget* parent, const QString& question, const QString& confirmTitle)> confirm;
   // A file or folder to open; empty when the user cancelled. `filter` is a Qt name filter ("GPX (*.gpx)").
   std::function<QString(QWidget* parent, const QString& title, const QString& filter, bool folder)> chooseFile;
+  // Where to save a file, `suggestedName` offered; empty when cancelled.
+  std::function<QString(QWidget* parent, const QString& title, const QString& suggestedName)> saveFile;
   // A short text (a preset's or favourite's label); empty when cancelled.
   std::function<QString(QWidget* parent, const QString& title, const QString& label)> askText;
 
@@ -35,6 +37,9 @@ class ToolPage : public QWidget {
 
   // Called when the page is shown, so that it reads what it shows (a page loads lazily).
   virtual void activate() {}
+  // Before a picture of the page is taken (--render): shows what the page looks like at work, without
+  // changing the simulator (the console streams for a moment, a screenshot is taken but not saved).
+  virtual void showcase() {}
 
  protected:
   // Connects the model's changes to refresh() and shows its message and busy state.

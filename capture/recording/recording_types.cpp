@@ -69,4 +69,9 @@ std::string_view RecordingError::caseName() const {
   return {};
 }
 
+std::string recordingSummary(const RecordingArtifact& artifact) {
+  return formatRecordingDuration(artifact.duration) + ", " + std::to_string(artifact.pixelWidth) + " \xC3\x97 " +
+         std::to_string(artifact.pixelHeight) + " pixels, " + std::to_string(artifact.fileSize) + " bytes";
+}
+
 }  // namespace orvanta

@@ -45,6 +45,8 @@ struct RecordingArtifact {
 
 // Minutes and two-digit seconds, "%d:%02d" ("0:07", "12:30"); negative or non-finite durations show as "0:00".
 [[nodiscard]] std::string formatRecordingDuration(double seconds);
+// "0:07, 1179 × 2556 pixels, 4182311 bytes": what a finished movie is.
+[[nodiscard]] std::string recordingSummary(const RecordingArtifact& artifact);
 
 struct RecordingError {
   enum class Case {

@@ -120,4 +120,9 @@ expected<std::filesystem::path, ScreenshotError> ScreenshotExportService::save(c
   return *saved;
 }
 
+std::string screenshotSummary(const ScreenshotCapture& capture) {
+  return std::to_string(capture.pixelWidth) + " \xC3\x97 " + std::to_string(capture.pixelHeight) + " pixels, " +
+         std::to_string(capture.fileSize) + " bytes, from " + capture.simulatorName;
+}
+
 }  // namespace orvanta

@@ -31,6 +31,9 @@ struct ScreenshotCapture {
   bool operator==(const ScreenshotCapture&) const = default;
 };
 
+// "1179 × 2556 pixels, 1342177 bytes, from iPhone 16": what a capture is.
+[[nodiscard]] std::string screenshotSummary(const ScreenshotCapture& capture);
+
 // The device to capture, as the target selection knows it.
 struct ScreenshotSubject {
   std::string udid;

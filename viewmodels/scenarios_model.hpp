@@ -1,0 +1,183 @@
+// The Scenarios page: the saved scenarios (import, export, duplicate, rename, reorder, delete), the steps of
+// the chosen one edited in place, a check that marks the steps it is blocked on, and a run whose steps show
+// their state while they go. PlanRunModel is the check-confirm-run part that the Workspaces page shares.
+//
+// Main thread only, like every view model; the check and the run go to the session's workers.
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include <nlohmann/json.hpp>
+
+#include "automation/scenario_executor.hpp"
+#include "automation/scenario_library.hpp"
+#include "automation/scenario_preflight.hpp"
+#include "support/expected.hpp"
+#include "support/stop_token.hpp"
+#include "tools/location/location_route_library.hpp"
+#include "viewmodels/page_model.hpp"
+
+namespace orvanta {
+
+// One value of a step as the editor shows it. `choices` holds (value, label) pairs when the value is
+// picked rather than typed; an empty value of an optional field means "not set".
+struct StepField {
+  std::string key;  // the payload field's JSON name ("latitude", "wifiBars", "_0")
+  std::string label;
+  std::string value;
+  std::vector<std::pair<std::string, std::string>> choices;
+  bool multiline = false;
+  bool operator==(const StepField&) const = default;
+};
+
+// The editable values of `kind`, filled with its current values. `routes` are offered for a route step.
+[[nodiscard]] std::vector<StepField> stepFields(const ScenarioStepKind& kind,
+                                                const std::vector<LocationRouteRecent>& routes = {});
+// `kind` with the values of `fields` (matched by key; missing keys keep the kind's value). Fails with a
+// sentence naming the field whose text does not read as its type; whether the values fit together is
+// left to the check, which judges by each tool's rules.
+[[nodiscard]] expected<ScenarioStepKind, std::string> stepKindWithFields(ScenarioStepKind kind,
+                                                                         const std::vector<StepField>& fields);
+// A new step of `kind` with the values one usually starts from (dark appearance, Apple Park, "grant
+// photos", a minimal push payload, the newest played route).
+[[nodiscard]] ScenarioStepKind newStepKind(ScenarioStepKind::Case kind,
+                                           const std::vector<LocationRouteRecent>& routes = {});
+// The kind's name in the "add a step" menu ("Set Appearance", "Privacy Action").
+[[nodiscard]] std::string stepKindName(ScenarioStepKind::Case kind);
+
+// A step's line while a run shows it: "2. Set Appearance: Dark — succeeded (0.4 s): Appearance set to Dark."
+[[nodiscard]] std::string stepStateText(std::size_t index, const ScenarioStepResult& result);
+
+// The items of a file to import: a whole document ({"items": [...]}), an array of items, or one item.
+// Fails with a sentence (no file, not JSON, "items" not an array). Blocks on the file system.
+[[nodiscard]] expected<nlohmann::json, std::string> readImportFile(const std::filesystem::path& file);
+// Writes `item` as a document of one item, as `scenario export` and `workspace export` write it.
+[[nodiscard]] expected<void, std::string> writeExportFile(const std::filesystem::path& file,
+                                                          const nlohmann::json& item);
+// The import items of `items` for the scenario library: a version-1 item read leniently (ids and dates may
+// be missing), an item of another version kept as it is. Fails on the first item that is not a scenario.
+[[nodiscard]] expected<std::vector<ScenarioLibrary::ImportItem>, std::string> scenarioImportItems(
+    const nlohmann::json& items, std::chrono::system_clock::time_point now);
+
+// Checks a plan, has it confirmed and runs it, each step's state kept as it changes. Shared by the pages
+// that run a plan (a scenario, a workspace restore).
+class PlanRunModel : public PageModel {
+ public:
+  // The issues of the last check that blocked (empty otherwise), and those of one step.
+  [[nodiscard]] const std::vector<ScenarioPreflightIssue>& issues() const { return issues_; }
+  [[nodiscard]] std::vector<ScenarioPreflightIssue> issuesOf(const std::string& stepID) const;
+
+  // A checked plan waits for the user's answer.
+  [[nodiscard]] bool awaitingConfirmation() const { return plan_.has_value(); }
+  [[nodiscard]] const std::optional<ScenarioConfirmation>& confirmation() const { return confirmation_; }
+  // As the command line shows it before it asks: "<title>: <name>", the target, a blank line and the
+  // confirmation's text. Empty when no plan waits.
+  [[nodiscard]] std::string confirmationText() const;
+  // "Run 3 Steps".
+  [[nodiscard]] std::string confirmButtonTitle() const { return confirmation_ ? confirmation_->confirmButtonTitle : ""; }
+  // Runs the waiting plan under the simulator's gate; refused with the gate's sentence when another
+  // operation holds the simulator. A plan runs once: either way it no longer waits.
+  void confirmRun();
+  // Drops the waiting plan (the user said no).
+  void discardRun();
+  // Stops the run before its next step; the step that runs finishes.
+  void cancelRun();
+
+  [[nodiscard]] bool running() const { return running_; }
+  [[nodiscard]] bool cancelling() const { return running_ && stop_.stop_requested(); }
+  // The steps of the current or last run, as they stand.
+  [[nodiscard]] const std::vector<ScenarioStepResult>& stepResults() const { return steps_; }
+  // "3 succeeded, 1 failed, 2 not run." once the last run ended.
+  [[nodiscard]] const std::optional<std::string>& summary() const { return summary_; }
+
+ protected:
+  // `title` heads the confirmation ("Run Scenario"); the run holds the gate as `gateLabel`.
+  PlanRunModel(PanelSession& session, std::string title, std::string_view gateLabel);
+
+  struct PlanCheck {
+    std::string name;  // what is checked, for the sentences
+    expected<ScenarioPreflightOutcome, ScenarioPreflightFailure> outcome;
+  };
+  // Runs `call` (a preflight) on a worker; a plan then waits for confirmation and `ready` is called, issues
+  // are kept and shown.
+  void checkPlan(std::function<PlanCheck(const orvanta::stop_token&)> call, std::function<void()> ready);
+  // The simulator the user chose, remembered as the command line remembers it.
+  [[nodiscard]] std::optional<std::string> rememberedSimulator();
+  void forgetCheck();
+  // Called on the main thread when a run has ended.
+  virtual void runEnded() {}
+
+ private:
+  struct Live;
+  void syncSteps(Live& live, std::uint64_t generation);
+
+  std::string title_;
+  std::string gateLabel_;
+  std::vector<ScenarioPreflightIssue> issues_;
+  std::optional<ScenarioExecutionPlan> plan_;
+  std::optional<ScenarioConfirmation> confirmation_;
+  std::vector<ScenarioStepResult> steps_;
+  std::optional<std::string> summary_;
+  bool running_ = false;
+  orvanta::stop_source stop_;
+  std::uint64_t generation_ = 0;  // of the run whose progress is shown
+};
+
+class ScenariosModel : public PlanRunModel {
+ public:
+  explicit ScenariosModel(PanelSession& session);
+
+  // Reads the library file again (another process may have changed it).
+  void reload();
+  [[nodiscard]] const ScenarioLibrary& library() const { return library_; }
+
+  [[nodiscard]] const std::string& selectedID() const { return selectedID_; }
+  void select(std::string id);
+  // The chosen scenario, when it is a readable one.
+  [[nodiscard]] const ScenarioDefinition* selected() const;
+
+  // A new scenario without steps, chosen; a name that is taken is numbered.
+  void create(const std::string& name);
+  void importFrom(const std::filesystem::path& file);
+  void exportTo(const std::string& id, const std::filesystem::path& file);
+  void duplicate(const std::string& id);
+  // Refused with the library's sentence when another scenario has the name.
+  void rename(const std::string& id, const std::string& name);
+  // One place up (-1) or down (+1).
+  void move(const std::string& id, int offset);
+  void remove(const std::string& id);
+
+  // The steps of the chosen scenario.
+  void addStep(ScenarioStepKind::Case kind);
+  void editStep(const std::string& stepID, const std::vector<StepField>& fields);
+  void removeStep(const std::string& stepID);
+  void moveStep(const std::string& stepID, int offset);
+  // The played routes a route step can name.
+  [[nodiscard]] std::vector<LocationRouteRecent> routes() const;
+
+  // The app the app steps act on; empty for none.
+  std::string bundleIdentifier;
+  // Checks the chosen scenario against the target and the app; `ready` when a plan waits for confirmation.
+  void check(std::function<void()> ready = {});
+
+ private:
+  bool applied(const expected<void, ScenarioLibraryError>& done, std::string text);
+  // Applies `change` to the chosen scenario's steps and saves; it returns the sentence to show, or nothing
+  // when there is nothing to save.
+  void changeSteps(const std::function<std::optional<std::string>(std::vector<ScenarioStep>&)>& change);
+
+  ScenarioLibrary library_;
+  std::string selectedID_;
+};
+
+}  // namespace orvanta

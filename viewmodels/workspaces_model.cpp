@@ -1,0 +1,215 @@
+#include "viewmodels/workspaces_model.hpp"
+
+#include <algorithm>
+
+#include "app/environment.hpp"
+#include "app/target_resolution.hpp"
+#include "automation/workspace_plan.hpp"
+#include "support/uuid.hpp"
+#include "tools/location/location_entry.hpp"
+
+namespace orvanta {
+namespace {
+
+std::string notFoundText() { return WorkspaceStoreError::of(WorkspaceStoreError::Case::notFound).description(); }
+
+}  // namespace
+
+std::vector<std::string> workspaceStateLines(const WorkspaceDeviceState& state) {
+  std::vector<std::string> lines;
+  if (state.appearance) lines.push_back("Appearance: " + std::string(rawValue(*state.appearance)));
+  if (state.increasedContrast) {
+    lines.push_back(std::string("Increased contrast: ") + (*state.increasedContrast ? "on" : "off"));
+  }
+  if (state.contentSize) lines.push_back("Text size: " + std::string(rawValue(*state.contentSize)));
+  if (state.statusBarOverride) {
+    lines.push_back(state.statusBarOverride->isEmpty() ? "Status bar: no overrides"
+                                                       : "Status bar: " + toJson(*state.statusBarOverride).dump());
+  }
+  if (state.location) {
+    lines.push_back("Location: " + coordinateText(state.location->latitude) + ", " +
+                    coordinateText(state.location->longitude));
+  }
+  return lines;
+}
+
+WorkspacesModel::WorkspacesModel(PanelSession& session)
+    : PlanRunModel(session, "Restore Workspace", gate_labels::workspaceRestore) {
+  reload();
+}
+
+void WorkspacesModel::reload() {
+  auto file = WorkspaceStore::defaultFile();
+  if (!file) return fail(file.error().description());
+  store_ = WorkspaceStore::load(*file);
+  if (store_.recoveryNotice()) fail(*store_.recoveryNotice());
+  if (auto library = ScenarioLibrary::defaultFile()) scenarios_ = ScenarioLibrary::load(*library);
+  if (selectedID_.empty() || store_.find(selectedID_) == nullptr) {
+    selectedID_ = store_.entries.empty() ? std::string() : store_.entries.front().id();
+  }
+  changed();
+}
+
+void WorkspacesModel::select(std::string id) {
+  if (id == selectedID_) return;
+  selectedID_ = std::move(id);
+  forgetCheck();
+  changed();
+}
+
+const Workspace* WorkspacesModel::selected() const {
+  return selectedID_.empty() ? nullptr : store_.lookup(selectedID_);
+}
+
+std::vector<PinnedScenario> WorkspacesModel::pinned(const Workspace& workspace) const {
+  std::vector<PinnedScenario> pins;
+  for (const auto& id : workspace.pinnedScenarioIDs) {
+    const auto* scenario = scenarios_.lookup(id);
+    pins.push_back({id, scenario != nullptr ? std::optional(scenario->name) : std::nullopt});
+  }
+  return pins;
+}
+
+std::vector<std::string> WorkspacesModel::detailLines(const Workspace& workspace) const {
+  std::vector<std::string> lines;
+  const auto& simulator = workspace.simulator;
+  lines.push_back("Simulator: " + simulator.name);
+  if (workspace.bundleIdentifier) lines.push_back("App: " + *workspace.bundleIdentifier);
+  for (auto& line : workspaceStateLines(workspace.state)) lines.push_back(std::move(line));
+  return lines;
+}
+
+void WorkspacesModel::save(const std::string& name, const std::optional<std::string>& bundleIdentifier,
+                           const std::vector<std::string>& pinnedScenarioIDs) {
+  if (name.empty()) return fail("Name the workspace first.");
+  if (store_.nameTaken(name)) return fail(WorkspaceStoreError::of(WorkspaceStoreError::Case::nameTaken, name).description());
+  auto device = requireTarget();
+  if (!device) return;
+  std::vector<std::string> pins;
+  for (const auto& id : pinnedScenarioIDs) {
+    const auto* scenario = scenarios_.lookup(id);
+    if (scenario == nullptr) return fail("There is no scenario \"" + id + "\" to pin.");
+    if (std::find(pins.begin(), pins.end(), scenario->id) == pins.end()) pins.push_back(scenario->id);
+  }
+  using Outcome = expected<WorkspaceDeviceState, std::string>;
+  auto& environment = session_.environment();
+  run<Outcome>(
+      [client = environment.simctl(), settings = environment.settings(), device = *device](const orvanta::stop_token& stop) {
+        return captureWorkspaceState(client, device, settings, stop);
+      },
+      [this, name, bundleIdentifier, pins, device = *device](Outcome state) {
+        if (!state) return fail(state.error());
+        Workspace workspace;
+        workspace.id = makeUUID();
+        workspace.name = name;
+        workspace.simulator = workspaceSimulator(device);
+        workspace.bundleIdentifier = bundleIdentifier;
+        workspace.state = *state;
+        workspace.pinnedScenarioIDs = pins;
+        workspace.createdAt = workspace.updatedAt = std::chrono::system_clock::now();
+        auto saved = store_.add(workspace, NameClash::refuse);
+        if (!saved) return fail(saved.error().description());
+        selectedID_ = saved->id;
+        forgetCheck();
+        succeed("Saved workspace \"" + saved->name + "\" from " + saved->simulator.name + ".");
+      });
+}
+
+void WorkspacesModel::restore(const std::string& id, std::function<void()> ready) {
+  const auto* workspace = store_.lookup(id);
+  if (workspace == nullptr) {
+    const auto* entry = store_.find(id);
+    return fail(entry != nullptr ? entry->message() : notFoundText());
+  }
+  checkPlan(
+      [client = session_.environment().simctl(), routes = session_.environment().recentRoutes(),
+       workspace = *workspace](const orvanta::stop_token& stop) {
+        // A fresh list: whether the saved simulator is still there, and whether it must be booted first.
+        auto devices = client.listDevices(stop);
+        if (!devices) return PlanCheck{workspace.name, unexpected(ScenarioPreflightFailure{failureFrom(devices.error()).message})};
+        const auto saved = parseUUID(workspace.simulator.udid);
+        auto device = std::find_if(devices->begin(), devices->end(),
+                                   [&](const SimulatorDevice& each) { return parseUUID(each.udid) == saved; });
+        if (device == devices->end()) {
+          return PlanCheck{workspace.name,
+                           unexpected(ScenarioPreflightFailure{workspaceSimulatorGoneText(workspace.simulator)})};
+        }
+        const auto scenario = workspaceRestoreScenario(workspace, device->state == SimulatorState::booted);
+        ScenarioSelection selection;
+        selection.simulator = device->udid;
+        selection.bundleIdentifier = workspace.bundleIdentifier;
+        return PlanCheck{workspace.name, ScenarioPreflight(client, routes).check(scenario, selection, stop)};
+      },
+      std::move(ready));
+}
+
+void WorkspacesModel::runEnded() {
+  // A restore may have booted the simulator.
+  session_.refreshDevices();
+}
+
+void WorkspacesModel::rename(const std::string& id, const std::string& name) {
+  const auto* workspace = store_.lookup(id);
+  if (workspace == nullptr) return fail(notFoundText());
+  auto renamed = *workspace;
+  renamed.name = name;
+  auto done = store_.update(renamed);
+  if (!done) return fail(done.error().description());
+  succeed("Renamed to \"" + done->name + "\".");
+}
+
+void WorkspacesModel::remove(const std::string& id) {
+  const auto* entry = store_.find(id);
+  if (entry == nullptr) return fail(notFoundText());
+  const std::string name = entry->readable() ? "\"" + entry->record.name + "\"" : entry->id();
+  auto position = entry - store_.entries.data();
+  if (auto done = store_.remove(id); !done) return fail(done.error().description());
+  if (id == selectedID_) {
+    position = std::min<std::ptrdiff_t>(position, std::ssize(store_.entries) - 1);
+    selectedID_ = position < 0 ? std::string() : store_.entries[static_cast<std::size_t>(position)].id();
+    forgetCheck();
+  }
+  succeed("Deleted " + name + ".");
+}
+
+void WorkspacesModel::exportTo(const std::string& id, const std::filesystem::path& file) {
+  const auto* entry = store_.find(id);
+  if (entry == nullptr) return fail(notFoundText());
+  auto item = store_.item(*entry);
+  if (!item) return fail(item.error().description());
+  if (auto written = writeExportFile(file, *item); !written) return fail(written.error());
+  succeed("Exported to " + file.string());
+}
+
+void WorkspacesModel::importFrom(const std::filesystem::path& file) {
+  auto items = readImportFile(file);
+  if (!items) return fail(items.error());
+  std::vector<WorkspaceStore::ImportItem> imports;
+  for (std::size_t index = 0; index < items->size(); ++index) {
+    const auto& item = (*items)[index];
+    auto envelope = StoredEnvelope::read(item);
+    if (envelope && envelope->schemaVersion != currentWorkspaceSchemaVersion) {
+      imports.push_back({std::nullopt, item});  // kept as it is, never converted
+      continue;
+    }
+    auto workspace = decodeWorkspace(item);
+    if (!workspace) {
+      return fail("Item " + std::to_string(index + 1) + " is not a workspace: " + workspace.error());
+    }
+    imports.push_back({*workspace, {}});
+  }
+  auto added = store_.addItems(imports);
+  if (!added) return fail(added.error().description());
+  if (added->empty()) return fail("Nothing was imported: every item's id is already in the store.");
+  std::string text = added->size() == 1 && added->front().readable()
+                         ? "Imported \"" + added->front().record.name + "\"."
+                         : "Imported " + std::to_string(added->size()) + " workspaces.";
+  if (added->size() < imports.size()) {
+    text += " " + std::to_string(imports.size() - added->size()) + " item(s) left out: their id is already in the store.";
+  }
+  selectedID_ = added->front().id();
+  forgetCheck();
+  succeed(text);
+}
+
+}  // namespace orvanta
