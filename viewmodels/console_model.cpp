@@ -120,7 +120,21 @@ void ConsoleModel::receive(std::vector<SimulatorLogEntry> batch) {
       if (entry.processImagePath && ConsoleLogFilter::isInsideFolder(*entry.processImagePath, *folder)) ++receivedApp_;
     }
   }
-  logs_.receive(std::move(batch));
+  // A flood brings far more than the lists keep; freeing the rest (and what fell out of the lists) takes
+  // longer than the rest of the batch's work, so a worker does it.
+  auto discarded = std::make_shared<std::vector<SimulatorLogEntry>>();
+  logs_.receive(std::move(batch), discarded.get());
+  if (batch.size() + discarded->size() > 256) {
+    session_.work().post<int>(
+        lifetime_,
+        [discarded, leftovers = std::make_shared<std::vector<SimulatorLogEntry>>(std::move(batch))](
+            const orvanta::stop_token&) {
+          discarded->clear();
+          leftovers->clear();
+          return 0;
+        },
+        [](int) {});
+  }
   refilter();
   changed();
 }

@@ -68,7 +68,8 @@ bool ConsoleLogFilter::matches(const SimulatorLogEntryView& entry) const {
 // ---------------------------------------------------------------------------------------------------
 // RetainedLogEntries
 
-std::size_t RetainedLogEntries::append(std::vector<SimulatorLogEntry>&& batch) {
+std::size_t RetainedLogEntries::append(std::vector<SimulatorLogEntry>&& batch,
+                                       std::vector<SimulatorLogEntry>* discarded) {
   std::size_t dropped = 0;
   // Of a batch larger than the list may hold, only its newest entries are ever moved in.
   std::size_t first = 0;
@@ -91,6 +92,7 @@ std::size_t RetainedLogEntries::append(std::vector<SimulatorLogEntry>&& batch) {
   }
   while (entries_.size() > 1 && (entries_.size() > entryLimit_ || bytes_ > byteLimit_)) {
     bytes_ -= entries_.front().footprint();
+    if (discarded != nullptr) discarded->push_back(std::move(entries_.front()));
     entries_.pop_front();
     ++dropped;
   }
@@ -106,7 +108,7 @@ void ConsoleLogsViewModel::selectApp(std::optional<std::string> bundleID, std::o
   retainedAppFolder_ = selectedAppFilterBundleID ? std::move(bundleFolder) : std::nullopt;
 }
 
-void ConsoleLogsViewModel::receive(std::vector<SimulatorLogEntry> batch) {
+void ConsoleLogsViewModel::receive(std::vector<SimulatorLogEntry>&& batch, std::vector<SimulatorLogEntry>* discarded) {
   if (retainedAppFolder_) {
     std::vector<SimulatorLogEntry> ofApp;
     for (const auto& entry : batch) {
@@ -114,9 +116,9 @@ void ConsoleLogsViewModel::receive(std::vector<SimulatorLogEntry> batch) {
         ofApp.push_back(entry);
       }
     }
-    retainedAppEntries_.append(std::move(ofApp));
+    retainedAppEntries_.append(std::move(ofApp), discarded);
   }
-  entries_.append(std::move(batch));
+  entries_.append(std::move(batch), discarded);
 }
 
 void ConsoleLogsViewModel::clear() {

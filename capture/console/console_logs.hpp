@@ -49,8 +49,10 @@ class RetainedLogEntries {
                               std::size_t byteLimit = consoleRetainedByteLimit)
       : entryLimit_(entryLimit), byteLimit_(byteLimit) {}
 
-  // Appends the batch and drops the oldest beyond the limits; returns how many were dropped.
-  std::size_t append(std::vector<SimulatorLogEntry>&& batch);
+  // Appends the batch and drops the oldest beyond the limits; returns how many were dropped. The entries
+  // taken are moved out of `batch`, which keeps the rest. The entries dropped from the list go to
+  // `discarded` when given (so that a caller can free them elsewhere), else are destroyed here.
+  std::size_t append(std::vector<SimulatorLogEntry>&& batch, std::vector<SimulatorLogEntry>* discarded = nullptr);
   void clear() noexcept {
     entries_.clear();
     bytes_ = 0;
@@ -94,8 +96,10 @@ class ConsoleLogsViewModel {
 
   // Chooses the app (its bundle identifier and bundle folder) or, with nullopt, none.
   void selectApp(std::optional<std::string> bundleID, std::optional<std::string> bundleFolder);
-  // Appends a delivered batch to both lists under the retention limit.
-  void receive(std::vector<SimulatorLogEntry> batch);
+  // Appends a delivered batch to both lists under the retention limit. What the lists take is moved out of
+  // `batch`; the rest stays in it, and the entries that fall out of the lists go to `discarded` when given:
+  // a flood's leftovers are then freed where the caller likes rather than on the main thread.
+  void receive(std::vector<SimulatorLogEntry>&& batch, std::vector<SimulatorLogEntry>* discarded = nullptr);
   void clear();
   // The filter the lists are shown through.
   [[nodiscard]] ConsoleLogFilter filter() const;

@@ -112,7 +112,7 @@ TEST(ConsoleLogsViewModel, KeepsTheNewest4000InEachList) {
   std::vector<SimulatorLogEntry> batch;
   for (int i = 0; i < 4000; ++i)
     batch.push_back(entryWith(std::to_string(i), std::nullopt, std::string(kBundle) + "/MyApp"));
-  model.receive(batch);
+  model.receive(std::move(batch));
   EXPECT_EQ(model.entries().size(), 4000u);
   model.receive({entryWith("4000", std::nullopt, std::string(kBundle) + "/MyApp"), entryWith("other")});
   EXPECT_EQ(model.entries().size(), 4000u);
