@@ -1,6 +1,8 @@
 #include "automation/scenario_executor.hpp"
 
+#include <algorithm>
 #include <array>
+#include <cmath>
 #include <cstdio>
 
 #include "core/simulator_lifecycle_service.hpp"
@@ -253,6 +255,27 @@ ScenarioStepOutcome ScenarioExecutor::runStep(const ScenarioExecutionPlan& plan,
     }
   }
   return Outcome::failed({});
+}
+
+const char* scenarioOutcomeWords(ScenarioStepOutcome::Case kind) {
+  switch (kind) {
+    case ScenarioStepOutcome::Case::pending: return "pending";
+    case ScenarioStepOutcome::Case::running: return "running";
+    case ScenarioStepOutcome::Case::succeeded: return "succeeded";
+    case ScenarioStepOutcome::Case::partial: return "partly done";
+    case ScenarioStepOutcome::Case::failed: return "failed";
+    case ScenarioStepOutcome::Case::notRun: return "not run";
+    case ScenarioStepOutcome::Case::cancelled: return "cancelled";
+  }
+  return "";
+}
+
+std::string stepDurationText(const std::optional<double>& seconds) {
+  if (!seconds) return "";
+  if (*seconds < 0.1) return " (" + std::to_string(std::lround(std::max(*seconds, 0.0) * 1000)) + " ms)";
+  char text[32];
+  std::snprintf(text, sizeof text, " (%.1f s)", *seconds);
+  return text;
 }
 
 }  // namespace orvanta

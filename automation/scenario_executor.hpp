@@ -79,6 +79,11 @@ struct ScenarioResult {
 // "3 succeeded, 1 failed, 2 not run." (the non-zero counts in the order succeeded, partially completed,
 // failed, cancelled, not run); "No steps" when nothing counts.
 [[nodiscard]] std::string scenarioResultSummary(const ScenarioResult& result);
+// How a step's outcome reads in a run's lines: "succeeded", "partly done", "not run", ...
+[[nodiscard]] const char* scenarioOutcomeWords(ScenarioStepOutcome::Case kind);
+// A step's time as a run shows it after its outcome: " (0.4 s)", or " (12 ms)" for a step too quick for
+// tenths; empty without a time.
+[[nodiscard]] std::string stepDurationText(const std::optional<double>& seconds);
 
 // What the executor's services are built from.
 struct ScenarioExecutorEnvironment {

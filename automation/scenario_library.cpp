@@ -21,4 +21,10 @@ std::string ScenarioLibraryTraits::unreadableText(const std::string& problem) {
   return "This scenario could not be read (" + problem + "); it is kept as it is.";
 }
 
+expected<std::vector<ScenarioLibrary::ImportItem>, std::string> scenarioImportItems(
+    const nlohmann::json& items, std::chrono::system_clock::time_point now) {
+  return importItemsOf<ScenarioLibraryTraits>(
+      items, "scenario", [now](const nlohmann::json& item) { return decodeImportedScenario(item, now); });
+}
+
 }  // namespace orvanta

@@ -9,7 +9,9 @@
 // A value type; one thread uses one library at a time. Calls block on the file system.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
+#include <vector>
 #include <string>
 #include <string_view>
 
@@ -49,5 +51,10 @@ struct ScenarioLibraryTraits {
 };
 
 using ScenarioLibrary = VersionedDocumentStore<ScenarioLibraryTraits>;
+
+// The import items of `items` for the scenario library: a version-1 item read leniently (ids and dates may
+// be missing), an item of another version kept as it is. Fails on the first item that is not a scenario.
+[[nodiscard]] expected<std::vector<ScenarioLibrary::ImportItem>, std::string> scenarioImportItems(
+    const nlohmann::json& items, std::chrono::system_clock::time_point now);
 
 }  // namespace orvanta

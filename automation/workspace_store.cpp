@@ -4,6 +4,7 @@
 
 #include "support/reference_date.hpp"
 #include "support/uuid.hpp"
+#include "tools/location/location_entry.hpp"
 #include "tools/location/location_persistence.hpp"
 
 namespace orvanta {
@@ -184,6 +185,24 @@ expected<Workspace, std::string> decodeWorkspace(const Json& json) {
   }
   if (fields.problem()) return unexpected(*fields.problem());
   return workspace;
+}
+
+std::vector<std::string> workspaceStateLines(const WorkspaceDeviceState& state) {
+  std::vector<std::string> lines;
+  if (state.appearance) lines.push_back("Appearance: " + std::string(rawValue(*state.appearance)));
+  if (state.increasedContrast) {
+    lines.push_back(std::string("Increased contrast: ") + (*state.increasedContrast ? "on" : "off"));
+  }
+  if (state.contentSize) lines.push_back("Text size: " + std::string(rawValue(*state.contentSize)));
+  if (state.statusBarOverride) {
+    lines.push_back(state.statusBarOverride->isEmpty() ? "Status bar: no overrides"
+                                                       : "Status bar: " + toJson(*state.statusBarOverride).dump());
+  }
+  if (state.location) {
+    lines.push_back("Location: " + coordinateText(state.location->latitude) + ", " +
+                    coordinateText(state.location->longitude));
+  }
+  return lines;
 }
 
 }  // namespace orvanta

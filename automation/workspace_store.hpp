@@ -110,4 +110,8 @@ struct WorkspaceStoreTraits {
 
 using WorkspaceStore = VersionedDocumentStore<WorkspaceStoreTraits>;
 
+// "Appearance: dark", "Increased contrast: off", "Text size: large", "Status bar: no overrides",
+// "Location: 48.1, 11.5": one line per value a restore applies.
+[[nodiscard]] std::vector<std::string> workspaceStateLines(const WorkspaceDeviceState& state);
+
 }  // namespace orvanta

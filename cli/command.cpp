@@ -7,6 +7,7 @@
 #include "support/atomic_file.hpp"
 #include "support/input_reader.hpp"
 #include "support/json_text.hpp"
+#include "support/versioned_document_store.hpp"
 
 namespace orvanta {
 
@@ -63,18 +64,14 @@ expected<nlohmann::json, CommandFailure> CommandContext::readImportedItems(const
     if (!*content) return unexpected(CommandFailure::failure("readFailed", "There is no file at " + source + "."));
     text = std::move(**content);
   }
-  auto document = parseJsonText<nlohmann::json>(text, read_budget::library);
-  if (!document) return unexpected(CommandFailure::failure("invalidFile", "The file is not JSON: " + document.error() + "."));
-  nlohmann::json items = document->is_object() && document->contains("items") ? (*document)["items"]
-                         : document->is_array()                               ? std::move(*document)
-                                                                              : nlohmann::json::array({*document});
-  if (!items.is_array()) return unexpected(CommandFailure::failure("invalidFile", "\"items\" must be an array."));
-  return items;
+  auto items = importedItems(text);
+  if (!items) return unexpected(CommandFailure::failure("invalidFile", items.error()));
+  return std::move(*items);
 }
 
 CommandOutcome CommandContext::writeExportedItem(const std::string& file, const nlohmann::json& item,
                                                 const std::string& id) const {
-  const std::string text = nlohmann::json{{"formatVersion", 1}, {"items", nlohmann::json::array({item})}}.dump(2) + "\n";
+  const std::string text = exportedItemText(item);
   if (file.empty() || file == "-") {
     out << text;
     return {};

@@ -134,25 +134,11 @@ CommandOutcome importScenarios(CommandContext& context, const std::string& sourc
   auto read = context.readImportedItems(source);
   if (!read) return unexpected(read.error());
   const Json items = std::move(*read);
-  std::vector<ScenarioLibrary::ImportItem> imports;
-  const auto now = std::chrono::system_clock::now();
-  for (std::size_t index = 0; index < items.size(); ++index) {
-    const auto& item = items[index];
-    auto version = item.is_object() && item.contains("schemaVersion") ? StoredEnvelope::read(item) : std::nullopt;
-    if (version && version->schemaVersion != currentScenarioSchemaVersion) {
-      imports.push_back({std::nullopt, item});  // kept as it is, never converted
-      continue;
-    }
-    auto scenario = decodeImportedScenario(item, now);
-    if (!scenario) {
-      return unexpected(CommandFailure::failure(
-          "invalidScenario", "Item " + std::to_string(index + 1) + " is not a scenario: " + scenario.error()));
-    }
-    imports.push_back({std::move(*scenario), {}});
-  }
+  auto imports = scenarioImportItems(items, std::chrono::system_clock::now());
+  if (!imports) return unexpected(CommandFailure::failure("invalidScenario", imports.error()));
   auto library = openLibrary(context);
   if (!library) return unexpected(library.error());
-  auto added = library->addItems(imports);
+  auto added = library->addItems(*imports);
   if (!added) return unexpected(libraryFailure(added.error()));
   if (context.options.json) {
     Json array = Json::array();
@@ -169,8 +155,8 @@ CommandOutcome importScenarios(CommandContext& context, const std::string& sourc
                   << '\n';
     }
   }
-  if (added->size() < imports.size()) {
-    context.out << (imports.size() - added->size()) << " item(s) left out: their id is already in the library.\n";
+  if (added->size() < imports->size()) {
+    context.out << (imports->size() - added->size()) << " item(s) left out: their id is already in the library.\n";
   }
   return {};
 }

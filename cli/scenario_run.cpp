@@ -17,34 +17,6 @@ namespace {
 
 using Json = nlohmann::json;
 
-// How a step's outcome reads in the progress lines.
-const char* outcomeWords(ScenarioStepOutcome::Case kind) {
-  switch (kind) {
-    case ScenarioStepOutcome::Case::pending:
-      return "pending";
-    case ScenarioStepOutcome::Case::running:
-      return "running";
-    case ScenarioStepOutcome::Case::succeeded:
-      return "succeeded";
-    case ScenarioStepOutcome::Case::partial:
-      return "partly done";
-    case ScenarioStepOutcome::Case::failed:
-      return "failed";
-    case ScenarioStepOutcome::Case::notRun:
-      return "not run";
-    case ScenarioStepOutcome::Case::cancelled:
-      return "cancelled";
-  }
-  return "";
-}
-
-// Tenths of a second, or whole milliseconds for steps too quick for a tenth to say anything.
-std::string durationText(const std::optional<double>& seconds) {
-  if (!seconds) return "";
-  if (*seconds < 0.1) return fmt::format(" ({} ms)", std::lround(std::max(*seconds, 0.0) * 1000));
-  return fmt::format(" ({:.1f} s)", *seconds);
-}
-
 }  // namespace
 
 expected<ScenarioExecutionPlan, CommandFailure> acceptPreflight(
@@ -101,9 +73,9 @@ CommandOutcome confirmAndExecute(CommandContext& context, const ScenarioExecutio
           context.out << (index + 1) << ". " << step.title << " ..." << std::endl;
         } else if (!step.startedAt) {
           // A step that never started has no line of its own yet.
-          context.out << (index + 1) << ". " << step.title << ": " << outcomeWords(kind) << std::endl;
+          context.out << (index + 1) << ". " << step.title << ": " << scenarioOutcomeWords(kind) << std::endl;
         } else {
-          context.out << "   " << outcomeWords(kind) << durationText(step.duration)
+          context.out << "   " << scenarioOutcomeWords(kind) << stepDurationText(step.duration)
                       << (step.outcome.message().empty() ? "" : ": " + step.outcome.message()) << std::endl;
         }
       },

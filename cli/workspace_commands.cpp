@@ -88,22 +88,6 @@ expected<std::vector<std::string>, CommandFailure> resolvePins(CommandContext& c
 }
 
 // "dark, increased contrast off, text size large, status bar 9:41 ..., location 48.1, 11.5"
-std::vector<std::string> stateLines(const WorkspaceDeviceState& state) {
-  std::vector<std::string> lines;
-  if (state.appearance) lines.push_back("Appearance: " + std::string(rawValue(*state.appearance)));
-  if (state.increasedContrast) lines.push_back(std::string("Increased contrast: ") + (*state.increasedContrast ? "on" : "off"));
-  if (state.contentSize) lines.push_back("Text size: " + std::string(rawValue(*state.contentSize)));
-  if (state.statusBarOverride) {
-    lines.push_back(state.statusBarOverride->isEmpty() ? "Status bar: no overrides"
-                                                       : "Status bar: " + toJson(*state.statusBarOverride).dump());
-  }
-  if (state.location) {
-    lines.push_back("Location: " + coordinateText(state.location->latitude) + ", " +
-                    coordinateText(state.location->longitude));
-  }
-  return lines;
-}
-
 CommandOutcome saveWorkspace(CommandContext& context, const std::string& name, const std::optional<std::string>& app,
                              const std::vector<std::string>& pins) {
   auto device = requireSelectedTarget(context);
@@ -133,7 +117,7 @@ CommandOutcome saveWorkspace(CommandContext& context, const std::string& name, c
     return {};
   }
   context.out << "Saved workspace \"" << saved->name << "\" from " << saved->simulator.name << "  " << saved->id << '\n';
-  for (const auto& line : stateLines(saved->state)) context.out << "  " << line << '\n';
+  for (const auto& line : workspaceStateLines(saved->state)) context.out << "  " << line << '\n';
   return {};
 }
 
@@ -208,7 +192,7 @@ CommandOutcome showWorkspace(CommandContext& context, const std::string& nameOrI
   context.out << "Simulator: " << simulator.name << "  " << simulator.udid << '\n'
               << "  " << simulator.deviceTypeIdentifier << ", " << simulator.runtimeIdentifier << '\n';
   if (workspace.bundleIdentifier) context.out << "App: " << *workspace.bundleIdentifier << '\n';
-  for (const auto& line : stateLines(workspace.state)) context.out << line << '\n';
+  for (const auto& line : workspaceStateLines(workspace.state)) context.out << line << '\n';
   return {};
 }
 
@@ -216,24 +200,11 @@ CommandOutcome importWorkspaces(CommandContext& context, const std::string& sour
   auto read = context.readImportedItems(source);
   if (!read) return unexpected(read.error());
   const Json items = std::move(*read);
-  std::vector<WorkspaceStore::ImportItem> imports;
-  for (std::size_t index = 0; index < items.size(); ++index) {
-    const auto& item = items[index];
-    auto envelope = StoredEnvelope::read(item);
-    if (envelope && envelope->schemaVersion != currentWorkspaceSchemaVersion) {
-      imports.push_back({std::nullopt, item});  // kept as it is, never converted
-      continue;
-    }
-    auto workspace = decodeWorkspace(item);
-    if (!workspace) {
-      return unexpected(CommandFailure::failure(
-          "invalidWorkspace", "Item " + std::to_string(index + 1) + " is not a workspace: " + workspace.error()));
-    }
-    imports.push_back({std::move(*workspace), {}});
-  }
+  auto imports = importItemsOf<WorkspaceStoreTraits>(items, "workspace", decodeWorkspace);
+  if (!imports) return unexpected(CommandFailure::failure("invalidWorkspace", imports.error()));
   auto store = openStore(context);
   if (!store) return unexpected(store.error());
-  auto added = store->addItems(imports);
+  auto added = store->addItems(*imports);
   if (!added) return unexpected(storeFailure(added.error()));
   if (context.options.json) {
     Json array = Json::array();
@@ -250,8 +221,8 @@ CommandOutcome importWorkspaces(CommandContext& context, const std::string& sour
       context.out << "Kept " << entry.id() << " as it is: " << entry.message() << '\n';
     }
   }
-  if (added->size() < imports.size()) {
-    context.out << (imports.size() - added->size()) << " item(s) left out: their id is already in the store.\n";
+  if (added->size() < imports->size()) {
+    context.out << (imports->size() - added->size()) << " item(s) left out: their id is already in the store.\n";
   }
   return {};
 }

@@ -116,3 +116,28 @@ expected<std::filesystem::path, FileError> documentFile(std::string_view folder,
 
 }  // namespace detail
 }  // namespace orvanta
+
+namespace orvanta {
+
+expected<nlohmann::json, std::string> importedItems(std::string_view text) {
+  auto document = parseJsonText<nlohmann::json>(text, read_budget::library);
+  if (!document) return unexpected("The file is not JSON: " + document.error() + ".");
+  nlohmann::json items = document->is_object() && document->contains("items") ? (*document)["items"]
+                         : document->is_array()                               ? std::move(*document)
+                                                                              : nlohmann::json::array({*document});
+  if (!items.is_array()) return unexpected(std::string("\"items\" must be an array."));
+  return items;
+}
+
+expected<nlohmann::json, std::string> readImportedItemsFile(const std::filesystem::path& file) {
+  auto content = readFile(file, read_budget::library);
+  if (!content) return unexpected(content.error().description());
+  if (!*content) return unexpected("There is no file at " + file.string() + ".");
+  return importedItems(**content);
+}
+
+std::string exportedItemText(const nlohmann::json& item) {
+  return nlohmann::json{{"formatVersion", 1}, {"items", nlohmann::json::array({item})}}.dump(2) + "\n";
+}
+
+}  // namespace orvanta

@@ -455,4 +455,36 @@ class VersionedDocumentStore {
   std::optional<std::string> recoveryNotice_;
 };
 
+// Files that carry items between computers: what `export` writes and `import` reads.
+//
+// The items of a file to import: {"items": [...]} as export writes it, a bare array, or one item.
+[[nodiscard]] expected<nlohmann::json, std::string> importedItems(std::string_view text);
+// Reads and parses the file to import (bounded by the library budget); the sentence of what went wrong.
+[[nodiscard]] expected<nlohmann::json, std::string> readImportedItemsFile(const std::filesystem::path& file);
+// What export writes: {"formatVersion": 1, "items": [item]}, pretty-printed, ending in a newline.
+[[nodiscard]] std::string exportedItemText(const nlohmann::json& item);
+
+// The imported items as a store of `Traits` takes them: an item of another schema version is kept as it
+// is (never converted); every other one goes through `decode` (json -> expected<Record, std::string>),
+// and the first that cannot be decoded fails the import: "Item 2 is not a <noun>: <problem>".
+template <class Traits, class Decode>
+[[nodiscard]] expected<std::vector<typename VersionedDocumentStore<Traits>::ImportItem>, std::string> importItemsOf(
+    const nlohmann::json& items, std::string_view noun, Decode&& decode) {
+  std::vector<typename VersionedDocumentStore<Traits>::ImportItem> imports;
+  for (std::size_t index = 0; index < items.size(); ++index) {
+    const auto& item = items[index];
+    auto envelope = StoredEnvelope::read(item);
+    if (envelope && envelope->schemaVersion != Traits::currentSchemaVersion) {
+      imports.push_back({std::nullopt, item});
+      continue;
+    }
+    auto record = decode(item);
+    if (!record) {
+      return unexpected("Item " + std::to_string(index + 1) + " is not a " + std::string(noun) + ": " + record.error());
+    }
+    imports.push_back({std::move(*record), {}});
+  }
+  return imports;
+}
+
 }  // namespace orvanta

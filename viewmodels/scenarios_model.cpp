@@ -54,26 +54,6 @@ expected<std::optional<int>, std::string> readInt(const StepField& field) {
   return std::optional<int>(value);
 }
 
-// How a step's outcome reads in its line.
-const char* outcomeWords(ScenarioStepOutcome::Case kind) {
-  switch (kind) {
-    case ScenarioStepOutcome::Case::pending:
-      return "pending";
-    case ScenarioStepOutcome::Case::running:
-      return "running";
-    case ScenarioStepOutcome::Case::succeeded:
-      return "succeeded";
-    case ScenarioStepOutcome::Case::partial:
-      return "partly done";
-    case ScenarioStepOutcome::Case::failed:
-      return "failed";
-    case ScenarioStepOutcome::Case::notRun:
-      return "not run";
-    case ScenarioStepOutcome::Case::cancelled:
-      return "cancelled";
-  }
-  return "";
-}
 
 }  // namespace
 
@@ -284,52 +264,11 @@ std::string stepKindName(Case kind) {
 }
 
 std::string stepStateText(std::size_t index, const ScenarioStepResult& result) {
-  std::string line = fmt::format("{}. {} \xE2\x80\x94 {}", index + 1, result.title, outcomeWords(result.outcome.kind));
-  if (result.duration) {
-    const double seconds = *result.duration;
-    // Tenths of a second, or whole milliseconds for steps too quick for a tenth to say anything.
-    line += seconds < 0.1 ? fmt::format(" ({} ms)", std::lround(std::max(seconds, 0.0) * 1000))
-                          : fmt::format(" ({:.1f} s)", seconds);
-  }
+  std::string line = fmt::format("{}. {} \xE2\x80\x94 {}", index + 1, result.title,
+                                 scenarioOutcomeWords(result.outcome.kind)) +
+                     stepDurationText(result.duration);
   if (!result.outcome.message().empty()) line += ": " + result.outcome.message();
   return line;
-}
-
-expected<nlohmann::json, std::string> readImportFile(const std::filesystem::path& file) {
-  auto content = readFile(file, read_budget::library);
-  if (!content) return unexpected(content.error().description());
-  if (!*content) return unexpected("There is no file at " + file.string() + ".");
-  auto document = parseJsonText<nlohmann::json>(**content, read_budget::library);
-  if (!document) return unexpected("The file is not JSON: " + document.error() + ".");
-  nlohmann::json items = document->is_object() && document->contains("items") ? (*document)["items"]
-                         : document->is_array()                               ? *document
-                                                                              : nlohmann::json::array({*document});
-  if (!items.is_array()) return unexpected(std::string("\"items\" must be an array."));
-  return items;
-}
-
-expected<void, std::string> writeExportFile(const std::filesystem::path& file, const nlohmann::json& item) {
-  const std::string text =
-      nlohmann::json{{"formatVersion", 1}, {"items", nlohmann::json::array({item})}}.dump(2) + "\n";
-  if (auto written = writeFileAtomically(file, text, 0644); !written) return unexpected(written.error().description());
-  return {};
-}
-
-expected<std::vector<ScenarioLibrary::ImportItem>, std::string> scenarioImportItems(
-    const nlohmann::json& items, std::chrono::system_clock::time_point now) {
-  std::vector<ScenarioLibrary::ImportItem> imports;
-  for (std::size_t index = 0; index < items.size(); ++index) {
-    const auto& item = items[index];
-    auto version = item.is_object() && item.contains("schemaVersion") ? StoredEnvelope::read(item) : std::nullopt;
-    if (version && version->schemaVersion != currentScenarioSchemaVersion) {
-      imports.push_back({std::nullopt, item});  // kept as it is, never converted
-      continue;
-    }
-    auto scenario = decodeImportedScenario(item, now);
-    if (!scenario) return unexpected("Item " + std::to_string(index + 1) + " is not a scenario: " + scenario.error());
-    imports.push_back({*scenario, {}});
-  }
-  return imports;
 }
 
 // ---- PlanRunModel ---------------------------------------------------------------------------------------
@@ -523,7 +462,7 @@ void ScenariosModel::create(const std::string& name) {
 }
 
 void ScenariosModel::importFrom(const std::filesystem::path& file) {
-  auto items = readImportFile(file);
+  auto items = readImportedItemsFile(file);
   if (!items) return fail(items.error());
   auto imports = scenarioImportItems(*items, std::chrono::system_clock::now());
   if (!imports) return fail(imports.error());
@@ -547,7 +486,9 @@ void ScenariosModel::exportTo(const std::string& id, const std::filesystem::path
   if (entry == nullptr) return fail(ScenarioLibraryError::of(ScenarioLibraryError::Case::notFound).description());
   auto item = library_.item(*entry);
   if (!item) return fail(item.error().description());
-  if (auto written = writeExportFile(file, *item); !written) return fail(written.error());
+  if (auto written = writeFileAtomically(file, exportedItemText(*item), 0644); !written) {
+    return fail(written.error().description());
+  }
   succeed("Exported to " + file.string());
 }
 

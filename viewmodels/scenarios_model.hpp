@@ -58,17 +58,6 @@ struct StepField {
 // A step's line while a run shows it: "2. Set Appearance: Dark — succeeded (0.4 s): Appearance set to Dark."
 [[nodiscard]] std::string stepStateText(std::size_t index, const ScenarioStepResult& result);
 
-// The items of a file to import: a whole document ({"items": [...]}), an array of items, or one item.
-// Fails with a sentence (no file, not JSON, "items" not an array). Blocks on the file system.
-[[nodiscard]] expected<nlohmann::json, std::string> readImportFile(const std::filesystem::path& file);
-// Writes `item` as a document of one item, as `scenario export` and `workspace export` write it.
-[[nodiscard]] expected<void, std::string> writeExportFile(const std::filesystem::path& file,
-                                                          const nlohmann::json& item);
-// The import items of `items` for the scenario library: a version-1 item read leniently (ids and dates may
-// be missing), an item of another version kept as it is. Fails on the first item that is not a scenario.
-[[nodiscard]] expected<std::vector<ScenarioLibrary::ImportItem>, std::string> scenarioImportItems(
-    const nlohmann::json& items, std::chrono::system_clock::time_point now);
-
 // Checks a plan, has it confirmed and runs it, each step's state kept as it changes. Shared by the pages
 // that run a plan (a scenario, a workspace restore).
 class PlanRunModel : public PageModel {

@@ -5,6 +5,7 @@
 #include "app/environment.hpp"
 #include "app/target_resolution.hpp"
 #include "automation/workspace_plan.hpp"
+#include "support/atomic_file.hpp"
 #include "support/uuid.hpp"
 #include "tools/location/location_entry.hpp"
 
@@ -14,24 +15,6 @@ namespace {
 std::string notFoundText() { return WorkspaceStoreError::of(WorkspaceStoreError::Case::notFound).description(); }
 
 }  // namespace
-
-std::vector<std::string> workspaceStateLines(const WorkspaceDeviceState& state) {
-  std::vector<std::string> lines;
-  if (state.appearance) lines.push_back("Appearance: " + std::string(rawValue(*state.appearance)));
-  if (state.increasedContrast) {
-    lines.push_back(std::string("Increased contrast: ") + (*state.increasedContrast ? "on" : "off"));
-  }
-  if (state.contentSize) lines.push_back("Text size: " + std::string(rawValue(*state.contentSize)));
-  if (state.statusBarOverride) {
-    lines.push_back(state.statusBarOverride->isEmpty() ? "Status bar: no overrides"
-                                                       : "Status bar: " + toJson(*state.statusBarOverride).dump());
-  }
-  if (state.location) {
-    lines.push_back("Location: " + coordinateText(state.location->latitude) + ", " +
-                    coordinateText(state.location->longitude));
-  }
-  return lines;
-}
 
 WorkspacesModel::WorkspacesModel(PanelSession& session)
     : PlanRunModel(session, "Restore Workspace", gate_labels::workspaceRestore) {
@@ -177,27 +160,18 @@ void WorkspacesModel::exportTo(const std::string& id, const std::filesystem::pat
   if (entry == nullptr) return fail(notFoundText());
   auto item = store_.item(*entry);
   if (!item) return fail(item.error().description());
-  if (auto written = writeExportFile(file, *item); !written) return fail(written.error());
+  if (auto written = writeFileAtomically(file, exportedItemText(*item), 0644); !written) {
+    return fail(written.error().description());
+  }
   succeed("Exported to " + file.string());
 }
 
 void WorkspacesModel::importFrom(const std::filesystem::path& file) {
-  auto items = readImportFile(file);
+  auto items = readImportedItemsFile(file);
   if (!items) return fail(items.error());
-  std::vector<WorkspaceStore::ImportItem> imports;
-  for (std::size_t index = 0; index < items->size(); ++index) {
-    const auto& item = (*items)[index];
-    auto envelope = StoredEnvelope::read(item);
-    if (envelope && envelope->schemaVersion != currentWorkspaceSchemaVersion) {
-      imports.push_back({std::nullopt, item});  // kept as it is, never converted
-      continue;
-    }
-    auto workspace = decodeWorkspace(item);
-    if (!workspace) {
-      return fail("Item " + std::to_string(index + 1) + " is not a workspace: " + workspace.error());
-    }
-    imports.push_back({*workspace, {}});
-  }
+  auto read = importItemsOf<WorkspaceStoreTraits>(*items, "workspace", decodeWorkspace);
+  if (!read) return fail(read.error());
+  const auto& imports = *read;
   auto added = store_.addItems(imports);
   if (!added) return fail(added.error().description());
   if (added->empty()) return fail("Nothing was imported: every item's id is already in the store.");

@@ -17,9 +17,6 @@
 
 namespace orvanta {
 
-// "Appearance: dark", "Increased contrast: off", "Text size: large", "Status bar: no overrides",
-// "Location: 48.1, 11.5": one line per value a restore applies.
-[[nodiscard]] std::vector<std::string> workspaceStateLines(const WorkspaceDeviceState& state);
 
 // A scenario pinned to a workspace; `name` is absent when the library no longer has it.
 struct PinnedScenario {
