@@ -54,15 +54,6 @@ CommandFailure failureOf(CommandContext& context, const SimulatorPrivacyError& e
   return CommandFailure::failure(std::string(error.caseName()), error.description(), std::move(hints));
 }
 
-std::string pastTense(SimulatorPrivacyAction action) {
-  switch (action) {
-    case SimulatorPrivacyAction::grant: return "Granted";
-    case SimulatorPrivacyAction::revoke: return "Revoked";
-    case SimulatorPrivacyAction::reset: return "Reset";
-  }
-  return {};
-}
-
 CommandOutcome changePrivacy(CommandContext& context, SimulatorPrivacyAction action, const std::string& serviceWord,
                              const std::string& bundleIdentifier) {
   auto status = currentTargetStatus(context);

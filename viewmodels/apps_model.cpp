@@ -125,20 +125,32 @@ void AppsModel::launch(const std::string& bundleIdentifier) {
 }
 
 void AppsModel::terminate(const std::string& bundleIdentifier) {
+  change(
+      bundleIdentifier,
+      [](SimulatorAppService& service, const Acting& acting, const orvanta::stop_token& stop) {
+        return service.terminate(acting.device.udid, acting.app, stop);
+      },
+      [](const Acting& acting) { return terminatedText(acting.app, acting.device.name); }, false);
+}
+
+void AppsModel::change(const std::string& bundleIdentifier, AppChange call,
+                       std::function<std::string(const Acting&)> doneText, bool listAgain) {
   auto acting = prepare(bundleIdentifier, true);
   if (!acting) return;
   using Outcome = expected<void, SimulatorAppError>;
   run<Outcome>(
-      [client = session_.environment().simctl(), acting = *acting](const orvanta::stop_token& stop) {
-        SimulatorMutationGate own;
-        return SimulatorAppService(client, own).terminate(acting.device.udid, acting.app, stop);
+      [client = session_.environment().simctl(), acting = *acting, call](const orvanta::stop_token& stop) {
+        SimulatorMutationGate own;  // the shared one is held on the main thread, in `acting`
+        SimulatorAppService service(client, own);
+        return call(service, acting, stop);
       },
-      [this, acting = *acting](Outcome result) {
+      [this, acting = *acting, doneText, listAgain](Outcome result) {
         if (result) {
-          succeed(terminatedText(acting.app, acting.device.name));
+          succeed(doneText(acting));
         } else {
           fail(result.error().description());
         }
+        if (listAgain) session_.refreshApps();
       });
 }
 
@@ -184,22 +196,12 @@ std::string AppsModel::uninstallQuestion(const std::string& bundleIdentifier) co
 }
 
 void AppsModel::uninstall(const std::string& bundleIdentifier) {
-  auto acting = prepare(bundleIdentifier, true);
-  if (!acting) return;
-  using Outcome = expected<void, SimulatorAppError>;
-  run<Outcome>(
-      [client = session_.environment().simctl(), acting = *acting](const orvanta::stop_token& stop) {
-        SimulatorMutationGate own;
-        return SimulatorAppService(client, own).uninstall(acting.device.udid, acting.app, stop);
+  change(
+      bundleIdentifier,
+      [](SimulatorAppService& service, const Acting& acting, const orvanta::stop_token& stop) {
+        return service.uninstall(acting.device.udid, acting.app, stop);
       },
-      [this, acting = *acting](Outcome result) {
-        if (result) {
-          succeed(uninstalledText(acting.app, acting.device.name));
-        } else {
-          fail(result.error().description());
-        }
-        session_.refreshApps();
-      });
+      [](const Acting& acting) { return uninstalledText(acting.app, acting.device.name); }, true);
 }
 
 void AppsModel::showContainer(const std::string& bundleIdentifier) {

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <filesystem>
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
@@ -10,6 +11,7 @@
 #include <vector>
 
 #include "apps/simulator_app_icon_cache.hpp"
+#include "apps/simulator_app_service.hpp"
 #include "viewmodels/page_model.hpp"
 
 namespace orvanta {
@@ -49,6 +51,12 @@ class AppsModel : public PageModel {
   };
   // The target, the listed app and the gate under "apps"; none with the sentence shown.
   std::optional<Acting> prepare(const std::string& bundleIdentifier, bool takeGate);
+  // Runs one change of an installed app on a worker (the gate held meanwhile), then shows `doneText` or
+  // the failure; `listAgain` lists the apps once it is over.
+  using AppChange = std::function<expected<void, SimulatorAppError>(SimulatorAppService&, const Acting&,
+                                                                     const orvanta::stop_token&)>;
+  void change(const std::string& bundleIdentifier, AppChange call, std::function<std::string(const Acting&)> doneText,
+              bool listAgain);
   void loadIcons();
 
   std::string filterText_;

@@ -5,19 +5,6 @@
 #include "tools/privacy/simulator_privacy_service.hpp"
 
 namespace orvanta {
-namespace {
-
-std::string pastTense(SimulatorPrivacyAction action) {
-  switch (action) {
-    case SimulatorPrivacyAction::grant: return "Granted";
-    case SimulatorPrivacyAction::revoke: return "Revoked";
-    case SimulatorPrivacyAction::reset: return "Reset";
-  }
-  return {};
-}
-
-}  // namespace
-
 PrivacyModel::PrivacyModel(PanelSession& session) : PageModel(session) {
   session_.listen(lifetime_, [this] { changed(); });
   loadServices();
@@ -51,7 +38,7 @@ void PrivacyModel::apply(SimulatorPrivacyAction action, const std::string& servi
       },
       [this, gate, action, label, bundle = bundleIdentifier, name = device->name](Outcome applied) {
         if (!applied) return fail(applied.error().description());
-        succeed(pastTense(action) + " " + label + " for " + bundle + " on " + name + ". Note: " +
+        succeed(std::string(pastTense(action)) + " " + label + " for " + bundle + " on " + name + ". Note: " +
                 SimulatorPrivacyError(SimulatorPrivacyError::Case::privacyStateNotInspectable).description());
       });
 }

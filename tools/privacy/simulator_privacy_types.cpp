@@ -11,6 +11,15 @@ std::string_view commandWord(SimulatorPrivacyAction action) {
   return {};
 }
 
+std::string_view pastTense(SimulatorPrivacyAction action) {
+  switch (action) {
+    case SimulatorPrivacyAction::grant: return "Granted";
+    case SimulatorPrivacyAction::revoke: return "Revoked";
+    case SimulatorPrivacyAction::reset: return "Reset";
+  }
+  return {};
+}
+
 std::string_view title(SimulatorPrivacyAction action) {
   switch (action) {
     case SimulatorPrivacyAction::grant: return "Grant";

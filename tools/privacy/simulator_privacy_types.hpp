@@ -20,6 +20,8 @@ inline constexpr std::array<SimulatorPrivacyAction, 3> allPrivacyActions{
 [[nodiscard]] std::string_view commandWord(SimulatorPrivacyAction action);
 // "Grant", "Revoke", "Reset".
 [[nodiscard]] std::string_view title(SimulatorPrivacyAction action);
+// "Granted", "Revoked", "Reset": how a change's sentence starts.
+[[nodiscard]] std::string_view pastTense(SimulatorPrivacyAction action);
 [[nodiscard]] std::optional<SimulatorPrivacyAction> privacyActionFromCommandWord(std::string_view word);
 
 // Every service of simctl's privacy command that Orvanta knows by name, in the order they are offered.
