@@ -58,9 +58,12 @@ void registerPanelCommands(CLI::App& app, CommandRegistry& registry) {
   auto* panel = app.add_subcommand("panel", "Open the desktop panel beside the simulator");
   panel->add_option("--render", options->render,
                     "Write a picture of each page into DIR (devices.png, apps.png, ...) and exit; without a display "
-                    "it draws offscreen");
-  panel->add_option("--gpx", options->gpx, "With --render: open FILE on the Location page first");
+                    "it draws offscreen")
+      ->type_name("DIR");
+  panel->add_option("--gpx", options->gpx, "With --render: open FILE on the Location page first")->type_name("FILE");
   panel->footer(
+      "Pages: Devices, Apps, Controls, Location, Push, Privacy, Deep links, Console, Captures, Quick input,\n"
+      "Scenarios, Workspaces. Ctrl-K (Cmd-K on a Mac) searches every action of every page.\n\n"
       "The panel acts on the remembered target ('orvanta target set NAME'), as the commands do without\n"
       "--device, and never picks one by itself. --xcrun is passed on.");
   registry.on(panel, [options](CommandContext& context) { return startPanel(context, *options); });

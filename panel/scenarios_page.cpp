@@ -66,6 +66,10 @@ PlanRunView::PlanRunView(PlanRunModel& model, QWidget* parent) : QWidget(parent)
   summary_->setObjectName("summary");
   summary_->setWordWrap(true);
   cancel_ = namedButton("Cancel", "cancel", this);
+  // Ctrl-. (Cmd-. on a Mac) stops a run before its next step, as Cancel does. Only the shown page's
+  // button takes it: Qt leaves the shortcuts of hidden widgets alone.
+  cancel_->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_Period));
+  cancel_->setToolTip(QString("Stop before the next step (%1)").arg(cancel_->shortcut().toString(QKeySequence::NativeText)));
   auto* bottom = new QHBoxLayout;
   bottom->addWidget(summary_, 1);
   bottom->addWidget(cancel_);

@@ -84,7 +84,8 @@ TEST_F(DeviceModelsTest, AppsFilterActAndReportAsTheCommandLineDoes) {
   EXPECT_EQ(apps.placeholder(), "No apps match.");
   apps.setFilterText("");
   apps.setKindFilter(SimulatorAppFilter::system);
-  EXPECT_TRUE(std::none_of(apps.rows().begin(), apps.rows().end(),
+  const auto systemRows = apps.rows();
+  EXPECT_TRUE(std::none_of(systemRows.begin(), systemRows.end(),
                            [](const SimulatorApp& app) { return app.bundleIdentifier == kCafe; }));
   apps.setKindFilter(SimulatorAppFilter::all);
 
