@@ -121,19 +121,24 @@ void ConsoleModel::receive(std::vector<SimulatorLogEntry> batch) {
     }
   }
   // A flood brings far more than the lists keep; freeing the rest (and what fell out of the lists) takes
-  // longer than the rest of the batch's work, so a worker does it.
+  // longer than the rest of the batch's work. A worker frees them, once the loop turns again: by then the
+  // window has painted the batch, and the freeing (and the memory it hands back) does not slow that down.
   auto discarded = std::make_shared<std::vector<SimulatorLogEntry>>();
+  discarded->reserve(consoleRetainedEntryLimit);
   logs_.receive(std::move(batch), discarded.get());
   if (batch.size() + discarded->size() > 256) {
-    session_.work().post<int>(
-        lifetime_,
-        [discarded, leftovers = std::make_shared<std::vector<SimulatorLogEntry>>(std::move(batch))](
-            const orvanta::stop_token&) {
-          discarded->clear();
-          leftovers->clear();
-          return 0;
-        },
-        [](int) {});
+    auto leftovers = std::make_shared<std::vector<SimulatorLogEntry>>(std::move(batch));
+    session_.environment().mainLoop().post([this, alive = std::weak_ptr<int>(lifetime_), discarded, leftovers] {
+      if (alive.expired()) return;  // freed here, with the last reference
+      session_.work().post<int>(
+          lifetime_,
+          [discarded, leftovers](const orvanta::stop_token&) {
+            discarded->clear();
+            leftovers->clear();
+            return 0;
+          },
+          [](int) {});
+    });
   }
   refilter();
   changed();
