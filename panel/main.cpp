@@ -31,6 +31,17 @@ constexpr const char* kUsage =
 
 }  // namespace
 
+namespace {
+
+QtMessageHandler defaultHandler = nullptr;
+
+void quietOffscreen(QtMsgType type, const QMessageLogContext& context, const QString& message) {
+  if (type == QtWarningMsg && (message.contains("propagateSizeHints") || message.contains("XDG_RUNTIME_DIR"))) return;
+  if (defaultHandler != nullptr) defaultHandler(type, context, message);
+}
+
+}  // namespace
+
 int main(int argc, char** argv) {
   std::optional<std::string> xcrun;
   std::optional<std::string> renderFolder;
@@ -67,6 +78,9 @@ int main(int argc, char** argv) {
   if (renderFolder && std::getenv("QT_QPA_PLATFORM") == nullptr && std::getenv("DISPLAY") == nullptr &&
       std::getenv("WAYLAND_DISPLAY") == nullptr) {
     ::setenv("QT_QPA_PLATFORM", "offscreen", 1);
+    // Drawing offscreen, the platform's notes on what it cannot do (size hints to a window manager, a
+    // runtime folder for a session there is none of) say nothing to someone who asked for pictures.
+    defaultHandler = qInstallMessageHandler(quietOffscreen);
   }
 
   QApplication application(argc, argv);
