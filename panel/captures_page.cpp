@@ -84,9 +84,9 @@ CapturesPage::CapturesPage(PanelSession& session, PanelQuestions& questions, QWi
   movie_->setWordWrap(true);
   body()->addWidget(movie_);
   auto* movieRow = new QHBoxLayout;
-  auto* revealMovie = new QPushButton("Reveal movie", this);
+  revealMovie_ = new QPushButton("Reveal movie", this);
   movieRow->addStretch(1);
-  movieRow->addWidget(revealMovie);
+  movieRow->addWidget(revealMovie_);
   body()->addLayout(movieRow);
   QPushButton* chooseMovies = nullptr;
   body()->addLayout(folderRow(movieFolder_, chooseMovies, this));
@@ -111,7 +111,7 @@ CapturesPage::CapturesPage(PanelSession& session, PanelQuestions& questions, QWi
       model_->startRecording();
     }
   });
-  connect(revealMovie, &QPushButton::clicked, this, [this] { model_->revealMovie(); });
+  connect(revealMovie_, &QPushButton::clicked, this, [this] { model_->revealMovie(); });
   connect(chooseMovies, &QPushButton::clicked, this, [this] {
     const auto folder = questions_.chooseFile(this, "Save recordings into", QString(), true);
     if (!folder.isEmpty()) model_->setRecordingFolder(std::filesystem::path(text(folder)));
@@ -134,6 +134,7 @@ void CapturesPage::refresh() {
       thumbnail_->setPixmap(image.scaled(QSize(360, 200), Qt::KeepAspectRatio, Qt::SmoothTransformation));
     }
   }
+  shotSummary_->setVisible(capture.has_value());
   shotSummary_->setText(capture ? qt(screenshotSummary(*capture) + (model_->savedScreenshot()
                                                                          ? "\nSaved as " + model_->savedScreenshot()->filename().string()
                                                                          : std::string()))
@@ -159,6 +160,10 @@ void CapturesPage::refresh() {
   if (state != Recording::recording) clock_.stop();
   const auto& saved = model_->savedMovie();
   movie_->setText(saved ? qt(saved->filename().string() + "\n" + model_->movieSummary().value_or("")) : QString());
+  // Empty lines would leave a gap between the recording's controls and its folder.
+  elapsed_->setVisible(!elapsed_->text().isEmpty());
+  movie_->setVisible(saved.has_value());
+  revealMovie_->setEnabled(saved.has_value());
   movieFolder_->setText(qt(model_->recordingFolder()));
 }
 

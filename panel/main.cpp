@@ -78,8 +78,10 @@ int main(int argc, char** argv) {
   if (renderFolder && std::getenv("QT_QPA_PLATFORM") == nullptr && std::getenv("DISPLAY") == nullptr &&
       std::getenv("WAYLAND_DISPLAY") == nullptr) {
     ::setenv("QT_QPA_PLATFORM", "offscreen", 1);
-    // Drawing offscreen, the platform's notes on what it cannot do (size hints to a window manager, a
-    // runtime folder for a session there is none of) say nothing to someone who asked for pictures.
+  }
+  // Drawing offscreen, the platform's notes on what it cannot do (size hints to a window manager, a
+  // runtime folder for a session there is none of) say nothing to someone who asked for pictures.
+  if (const char* platform = std::getenv("QT_QPA_PLATFORM"); platform != nullptr && std::string(platform) == "offscreen") {
     defaultHandler = qInstallMessageHandler(quietOffscreen);
   }
 

@@ -250,6 +250,7 @@ class CapturesPage : public ToolPage {
   QPushButton* record_;
   QLabel* elapsed_;
   QLabel* movie_;
+  QPushButton* revealMovie_;
   QLabel* movieFolder_;
   QTimer clock_;
   std::string shownCapture_;

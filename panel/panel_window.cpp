@@ -3,7 +3,10 @@
 #include <QCoreApplication>
 #include <QElapsedTimer>
 #include <QHBoxLayout>
+#include <algorithm>
+
 #include <QAbstractButton>
+#include <QResizeEvent>
 #include <QPushButton>
 #include <QShortcut>
 #include <QThread>
@@ -53,10 +56,10 @@ PanelWindow::PanelWindow(Environment& environment, PanelQuestions questions, QWi
   pageList_->setWrapping(true);
   pageList_->setResizeMode(QListView::Adjust);
   pageList_->setSpacing(2);
-  // Three rows of four pages: every page in view at the panel's width, none behind a scroll bar.
-  pageList_->setFixedHeight(90);
+  pageList_->setFixedHeight(pageRows * pageItemHeight + 2 * pageList_->spacing());
   pageList_->setFrameShape(QFrame::NoFrame);
   pageList_->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+  pageList_->setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
   layout->addWidget(pageList_);
   stack_ = new QStackedWidget(this);
   layout->addWidget(stack_, 1);
@@ -118,7 +121,7 @@ void PanelWindow::addPage(ToolPage* page) {
   stack_->addWidget(page);
   auto* item = new QListWidgetItem(page->title(), pageList_);
   item->setTextAlignment(Qt::AlignCenter);
-  item->setSizeHint(QSize(84, 24));
+  item->setSizeHint(QSize(84, pageItemHeight - 4));
 }
 
 ToolPage* PanelWindow::page(const QString& title, bool show) {
@@ -185,6 +188,15 @@ void PanelWindow::refreshTargets() {
   std::string line = session_->statusLine();
   if (auto error = session_->devicesError()) line += "\n" + *error;
   status_->setText(qt(line));
+}
+
+void PanelWindow::resizeEvent(QResizeEvent* event) {
+  QWidget::resizeEvent(event);
+  // Three rows of four pages at any width the panel takes: every page in view, none behind a scroll bar.
+  // The list spans the window (no side margins); its viewport may not have its new size yet.
+  const int width = std::max(60, (event->size().width() - 2 * pageList_->spacing()) / pageColumns -
+                                     2 * pageList_->spacing() - 1);
+  for (int row = 0; row < pageList_->count(); ++row) pageList_->item(row)->setSizeHint(QSize(width, pageItemHeight - 4));
 }
 
 void PanelWindow::drainWork() { session_->work().drain(); }

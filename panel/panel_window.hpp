@@ -51,8 +51,13 @@ class PanelWindow : public QWidget {
 
  protected:
   void closeEvent(QCloseEvent* event) override;
+  void resizeEvent(QResizeEvent* event) override;
 
  private:
+  static constexpr int pageColumns = 4;
+  static constexpr int pageRows = 3;
+  static constexpr int pageItemHeight = 28;
+
   void refreshTargets();
   void addPage(ToolPage* page);
   void collectActions();

@@ -33,7 +33,8 @@ QuickInputPage::QuickInputPage(PanelSession& session, PanelQuestions& questions,
   fields_->setMinimumHeight(150);
   body()->addWidget(fields_, 1);
   auto* fieldButtons = new QHBoxLayout;
-  auto* copy = new QPushButton("Copy to simulator", this);
+  auto* copy = new QPushButton("Copy", this);
+  copy->setToolTip("Put the field's value on the simulator's clipboard, and read it back");
   copy->setObjectName("copy");
   auto* removeField = new QPushButton("Remove field", this);
   auto* clear = new QPushButton("Clear clipboard", this);

@@ -159,7 +159,8 @@ ScenariosPage::ScenariosPage(PanelSession& session, PanelQuestions& questions, Q
   apps_ = narrowCombo(this);
   apps_->setObjectName("app");
   apps_->setPlaceholderText("No app");
-  auto* clearApp = namedButton("No app", "noApp", this);
+  auto* clearApp = namedButton("Clear", "noApp", this);
+  clearApp->setToolTip("Run without an app");
   auto* appRow = new QHBoxLayout;
   appRow->addWidget(apps_, 1);
   appRow->addWidget(clearApp);

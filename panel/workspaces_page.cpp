@@ -47,7 +47,8 @@ WorkspacesPage::WorkspacesPage(PanelSession& session, PanelQuestions& questions,
   apps_ = narrowCombo(this);
   apps_->setObjectName("app");
   apps_->setPlaceholderText("No app to launch");
-  auto* noApp = namedButton("No app", "noApp", this);
+  auto* noApp = namedButton("Clear", "noApp", this);
+  noApp->setToolTip("Save without an app to launch");
   auto* appRow = new QHBoxLayout;
   appRow->addWidget(apps_, 1);
   appRow->addWidget(noApp);
