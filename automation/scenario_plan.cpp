@@ -103,6 +103,10 @@ ScenarioConfirmation makeScenarioConfirmation(const ScenarioExecutionPlan& plan)
   return confirmation;
 }
 
+std::string ScenarioConfirmation::sheet(const std::string& scenarioName) const {
+  return title + ": " + scenarioName + "\n" + target + "\n\n" + text();
+}
+
 std::string ScenarioConfirmation::text() const {
   std::string body = "Steps:\n" + joinLines(stepLines);
   if (!destructiveNotes.empty()) body += "\n\nIrreversible or unverifiable:\n" + joinLines(destructiveNotes);

@@ -122,6 +122,8 @@ struct ScenarioConfirmation {
   // "Steps:" and the step lines; "Irreversible or unverifiable:" and the notes when there are any; the
   // note. Sections are separated by a blank line.
   [[nodiscard]] std::string text() const;
+  // The whole sheet as a person reads it: "<title>: <scenario>", the target, a blank line, then text().
+  [[nodiscard]] std::string sheet(const std::string& scenarioName) const;
 };
 
 [[nodiscard]] ScenarioConfirmation makeScenarioConfirmation(const ScenarioExecutionPlan& plan);

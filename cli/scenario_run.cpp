@@ -47,9 +47,7 @@ expected<ScenarioExecutionPlan, CommandFailure> acceptPreflight(
     if (context.options.json) {
       context.emitJson(scenarioCheckJson(*outcome->plan, confirmation));
     } else {
-      context.out << confirmation.title << ": " << outcome->plan->scenarioName << '\n'
-                  << confirmation.target << "\n\n"
-                  << confirmation.text() << '\n';
+      context.out << confirmation.sheet(outcome->plan->scenarioName) << '\n';
     }
   }
   return *outcome->plan;

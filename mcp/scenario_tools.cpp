@@ -110,8 +110,7 @@ ToolResult confirmAndExecute(ToolCall& call, const ScenarioExecutionPlan* plan, 
   auto confirmation = makeScenarioConfirmation(*plan);
   if (!title.empty()) confirmation.title = std::string(title);
   if (!call.confirmed()) {
-    return ToolResult::failed(confirmationRequired(confirmation.title + ": " + plan->scenarioName + "\n" +
-                                                   confirmation.target + "\n\n" + confirmation.text()));
+    return ToolResult::failed(confirmationRequired(confirmation.sheet(plan->scenarioName)));
   }
   ScenarioExecutor executor(ScenarioExecutorEnvironment{call.environment.simctl(), call.environment.recentRoutes(), nullptr,
                                                         std::nullopt});

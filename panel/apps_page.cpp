@@ -6,10 +6,11 @@
 
 namespace orvanta {
 
-void fillAppChoice(QComboBox* combo, const PanelSession& session) {
+void fillAppChoice(QComboBox* combo, const PanelSession& session, const QString& noneLabel) {
   const QString kept = combo->currentData().toString();
   QSignalBlocker quiet(combo);
   combo->clear();
+  if (!noneLabel.isEmpty()) combo->addItem(noneLabel, QString());
   for (const auto& app : session.apps()) {
     combo->addItem(qt(app.displayName + "  (" + app.bundleIdentifier + ")"), qt(app.bundleIdentifier));
   }

@@ -73,10 +73,7 @@ ConsolePage::ConsolePage(PanelSession& session, PanelQuestions& questions, QWidg
   body()->addLayout(bottom);
 
   connect(startStop_, &QPushButton::clicked, this, [this] {
-    const auto kind = model_->state().kind;
-    const bool running = kind == ConsoleStreamState::Case::streaming || kind == ConsoleStreamState::Case::paused ||
-                         kind == ConsoleStreamState::Case::starting;
-    if (running) {
+    if (model_->running()) {
       model_->stop();
     } else {
       model_->start();
@@ -128,22 +125,16 @@ void ConsolePage::showcase() {
 
 void ConsolePage::refresh() {
   const auto kind = model_->state().kind;
-  const bool running = kind == ConsoleStreamState::Case::streaming || kind == ConsoleStreamState::Case::paused ||
-                       kind == ConsoleStreamState::Case::starting;
-  startStop_->setText(running ? "Stop" : "Start");
+  startStop_->setText(model_->running() ? "Stop" : "Start");
   pause_->setText(kind == ConsoleStreamState::Case::paused ? "Resume" : "Pause");
   pause_->setEnabled(kind == ConsoleStreamState::Case::streaming || kind == ConsoleStreamState::Case::paused);
   state_->setText(qt(model_->stateText()));
 
-  const QString kept = apps_->currentData().toString();
-  QSignalBlocker quiet(apps_);
-  apps_->clear();
-  apps_->addItem("Every process", QString());
-  for (const auto& app : session_.apps()) {
-    apps_->addItem(qt(app.displayName + "  (" + app.bundleIdentifier + ")"), qt(app.bundleIdentifier));
-  }
+  fillAppChoice(apps_, session_, "Every process");
+  // The model's choice wins: the list keeps the choice only while the app is listed.
   const auto& chosen = model_->logs().selectedAppFilterBundleID;
-  const int index = apps_->findData(chosen ? qt(*chosen) : kept);
+  QSignalBlocker quiet(apps_);
+  const int index = apps_->findData(chosen ? qt(*chosen) : QString());
   apps_->setCurrentIndex(index >= 0 ? index : 0);
 }
 

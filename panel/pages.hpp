@@ -281,7 +281,8 @@ class QuickInputPage : public ToolPage {
   bool loaded_ = false;
 };
 
-// Fills `combo` with the target's apps (display name, bundle identifier as data), keeping the chosen one.
-void fillAppChoice(QComboBox* combo, const PanelSession& session);
+// Fills `combo` with the target's apps (display name, bundle identifier as data), keeping the chosen one;
+// with `noneLabel`, a first entry of that name stands for no app (empty data).
+void fillAppChoice(QComboBox* combo, const PanelSession& session, const QString& noneLabel = {});
 
 }  // namespace orvanta

@@ -6,6 +6,16 @@
 
 namespace orvanta {
 
+namespace {
+
+// The error's sentence, and what simctl or the system said when there is more.
+template <class Error>
+std::string sentenceOf(const Error& error) {
+  return error.description() + (error.message.empty() ? "" : " " + error.message);
+}
+
+}  // namespace
+
 CapturesModel::CapturesModel(PanelSession& session) : PageModel(session) {}
 
 CapturesModel::~CapturesModel() {
@@ -55,8 +65,7 @@ void CapturesModel::captureScreenshot() {
         if (captured) {
           outcome.capture = std::move(*captured);
         } else {
-          outcome.capture = unexpected(captured.error().description() +
-                                       (captured.error().message.empty() ? "" : " " + captured.error().message));
+          outcome.capture = unexpected(sentenceOf(captured.error()));
         }
         return outcome;
       },
@@ -205,7 +214,7 @@ void CapturesModel::startRecording() {
           recording_ = Recording::idle;
           recordingHold_.reset();
           const auto error = started.error.value_or(RecordingError{});
-          return fail(error.description() + (error.message.empty() ? "" : " " + error.message));
+          return fail(sentenceOf(error));
         }
         recordingSession_ = std::move(started.session);
         recording_ = Recording::recording;
@@ -220,7 +229,7 @@ void CapturesModel::checkRecorder() {
     recording_ = Recording::idle;
     recordingSession_.reset();
     recordingHold_.reset();
-    fail(ended->description() + (ended->message.empty() ? "" : " " + ended->message));
+    fail(sentenceOf(*ended));
     return;
   }
   changed();
@@ -259,7 +268,7 @@ void CapturesModel::stopRecording() {
         recordingHold_.reset();
         if (!outcome.saved) {
           const auto& error = outcome.saved.error();
-          return fail(error.description() + (error.message.empty() ? "" : " " + error.message));
+          return fail(sentenceOf(error));
         }
         savedMovie_ = *outcome.saved;
         movieSummary_ = outcome.summary;

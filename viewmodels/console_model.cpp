@@ -39,9 +39,7 @@ std::string ConsoleModel::stateText() const {
 
 void ConsoleModel::start() {
   using Case = ConsoleStreamState::Case;
-  if (logs_.state.kind == Case::streaming || logs_.state.kind == Case::paused || logs_.state.kind == Case::starting) {
-    return;
-  }
+  if (running()) return;
   auto target = session_.target();
   if (!target) {
     const bool lost = session_.status().kind == SimulatorTargetStatus::Case::lost;

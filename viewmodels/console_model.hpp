@@ -26,6 +26,11 @@ class ConsoleModel : public PageModel {
 
   [[nodiscard]] const ConsoleLogsViewModel& logs() const { return logs_; }
   [[nodiscard]] const ConsoleStreamState& state() const { return logs_.state; }
+  // Starting, streaming or paused: a stream is under way.
+  [[nodiscard]] bool running() const {
+    using Case = ConsoleStreamState::Case;
+    return logs_.state.kind == Case::starting || logs_.state.kind == Case::streaming || logs_.state.kind == Case::paused;
+  }
   // "Streaming iPhone 16", "Paused (1,204 new entries held)", the failure's sentence, ...
   [[nodiscard]] std::string stateText() const;
 

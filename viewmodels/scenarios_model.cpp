@@ -292,8 +292,7 @@ std::vector<ScenarioPreflightIssue> PlanRunModel::issuesOf(const std::string& st
 
 std::string PlanRunModel::confirmationText() const {
   if (!plan_ || !confirmation_) return "";
-  return confirmation_->title + ": " + plan_->scenarioName + "\n" + confirmation_->target + "\n\n" +
-         confirmation_->text();
+  return confirmation_->sheet(plan_->scenarioName);
 }
 
 std::optional<std::string> PlanRunModel::rememberedSimulator() {
