@@ -2,6 +2,8 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+
 #include "app/environment.hpp"
 #include "capture/console/log_stream_process.hpp"
 
@@ -122,7 +124,8 @@ void ConsoleModel::receive(std::vector<SimulatorLogEntry> batch) {
   // longer than the rest of the batch's work. A worker frees them, once the loop turns again: by then the
   // window has painted the batch, and the freeing (and the memory it hands back) does not slow that down.
   auto discarded = std::make_shared<std::vector<SimulatorLogEntry>>();
-  discarded->reserve(consoleRetainedEntryLimit);
+  // No more fall out of the list than come in.
+  discarded->reserve(std::min(batch.size(), consoleRetainedEntryLimit));
   logs_.receive(std::move(batch), discarded.get());
   if (batch.size() + discarded->size() > 256) {
     auto leftovers = std::make_shared<std::vector<SimulatorLogEntry>>(std::move(batch));
