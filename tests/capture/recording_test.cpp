@@ -10,6 +10,7 @@
 #include "capture/recording/recording_handshake.hpp"
 #include "capture/recording/simulator_recording_service.hpp"
 #include "capture/recording/single_assignment_signal.hpp"
+#include "tests/support/polling.hpp"
 #include "tests/support/test_files.hpp"
 
 namespace orvanta {
@@ -232,7 +233,7 @@ TEST_F(RecordingServiceTest, StartFailuresLeaveNoRecorderAndNoMovie) {
   auto session = late.start(target, true, {});
   ASSERT_TRUE(session.has_value());
   // ... and its end while recording is noticed.
-  std::this_thread::sleep_for(100ms);
+  ASSERT_TRUE(testing::eventually([&] { return log->alive == 0; }));
   EXPECT_EQ(late.checkRecorder(**session), (RecordingError{Case::unexpectedProcessExit, "gone", 0}));
   EXPECT_EQ(late.stop(**session).error().kind, Case::unexpectedProcessExit);
   EXPECT_TRUE(noMovieLeft());

@@ -5,6 +5,7 @@
 
 #include "capture/console/log_stream_process.hpp"
 #include "capture/console/simulator_log_stream_service.hpp"
+#include "tests/support/polling.hpp"
 
 namespace orvanta {
 namespace {
@@ -165,9 +166,11 @@ TEST(PendingLogBuffer, DrainKeepsOneGenerationAndALimitHoldsTheWriterBack) {
     bounded.append(entry, 1);
     appended = true;
   });
-  std::this_thread::sleep_for(50ms);
+  // The owner is asked once to drain early, and the writer waits meanwhile.
+  ASSERT_TRUE(testing::eventually([&] { return fullCalls == 1; }));
+  std::this_thread::sleep_for(20ms);
   EXPECT_FALSE(appended);
-  EXPECT_EQ(fullCalls, 1);  // the owner is asked once to drain early
+  EXPECT_EQ(fullCalls, 1);
   EXPECT_EQ(bounded.drain(1).size(), 1u);
   writer.join();
   EXPECT_TRUE(appended);
