@@ -13,8 +13,15 @@ namespace orvanta {
 namespace {
 
 volatile sig_atomic_t gSignalWriteFd = -1;
+volatile sig_atomic_t gWatching = 0;
 
-extern "C" void onInterrupt(int) {
+extern "C" void onInterrupt(int signal) {
+  if (gWatching == 0) {
+    // Nothing runs yet that would need to end in order: the signal does what it does by default.
+    ::signal(signal, SIG_DFL);
+    ::raise(signal);
+    return;
+  }
   const int savedErrno = errno;
   const int fd = gSignalWriteFd;
   if (fd >= 0) {
@@ -31,7 +38,7 @@ InterruptGuard::InterruptGuard() {
   auto quitPipe = detail::makeWakePipe();
   if (!signalPipe || !quitPipe) return;
   signalRead_ = std::move(signalPipe->first);
-  UniqueFd quitRead = std::move(quitPipe->first);
+  quitRead_ = std::move(quitPipe->first);
   quitWrite_ = std::move(quitPipe->second);
   gSignalWriteFd = signalPipe->second.release();
 
@@ -42,8 +49,12 @@ InterruptGuard::InterruptGuard() {
   ::sigaction(SIGINT, &action, nullptr);
   ::sigaction(SIGTERM, &action, nullptr);
   ::sigaction(SIGHUP, &action, nullptr);
+}
 
-  watcher_ = orvanta::jthread([this, quitRead = std::move(quitRead)] {
+void InterruptGuard::watch() {
+  if (watcher_.joinable() || !signalRead_ || !quitRead_) return;
+  gWatching = 1;
+  watcher_ = orvanta::jthread([this, quitRead = std::move(quitRead_)] {
     pollfd fds[2] = {{signalRead_.get(), POLLIN, 0}, {quitRead.get(), POLLIN, 0}};
     for (;;) {
       int ready = ::poll(fds, 2, -1);
@@ -60,6 +71,7 @@ InterruptGuard::InterruptGuard() {
 }
 
 InterruptGuard::~InterruptGuard() {
+  gWatching = 0;
   struct sigaction action {};
   action.sa_handler = SIG_DFL;
   sigemptyset(&action.sa_mask);

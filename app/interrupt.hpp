@@ -8,9 +8,9 @@
 
 namespace orvanta {
 
-// While alive, SIGINT (and SIGTERM, SIGHUP) request a stop of `token()` instead of killing the program, so
-// that the running command can end its children and return. The handler only writes to a pipe; a
-// watcher thread turns that into the stop request. Create once, on the main thread. Destroying it
+// While alive and watching, SIGINT (and SIGTERM, SIGHUP) request a stop of `token()` instead of killing the
+// program, so that the running command can end its children and return. The handler only writes to a
+// pipe; a watcher thread turns that into the stop request. Create once, on the main thread. Destroying it
 // joins the watcher and restores the default dispositions.
 class InterruptGuard {
  public:
@@ -20,12 +20,17 @@ class InterruptGuard {
   InterruptGuard& operator=(const InterruptGuard&) = delete;
 
   [[nodiscard]] orvanta::stop_token token() const { return source_.get_token(); }
+  // Starts the watcher thread that turns a signal into the stop request; later calls do nothing. Until
+  // then a signal has its default effect: a program that never gets as far as running a command (help, a
+  // usage error) has nothing to end in order, and starts no thread.
+  void watch();
   // Whether a signal arrived.
   [[nodiscard]] bool interrupted() const { return source_.stop_requested(); }
 
  private:
   orvanta::stop_source source_;
   UniqueFd signalRead_;
+  UniqueFd quitRead_;
   UniqueFd quitWrite_;
   orvanta::jthread watcher_;
 };

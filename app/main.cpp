@@ -27,5 +27,6 @@ int main(int argc, char** argv) {
     options.xcrun = xcrun;
     return orvanta::runMcpServer(std::move(options), std::move(stop));
   };
+  frontEnds.beforeRunning = [&interrupts] { interrupts.watch(); };
   return orvanta::runCommandLine(argc, argv, streams, interrupts.token(), frontEnds);
 }

@@ -112,10 +112,16 @@ std::optional<UnknownCommand> unknownCommand(CLI::App& app, const std::vector<st
 
 int runCommandLine(int argc, const char* const* argv, CommandLineStreams streams, orvanta::stop_token stop,
                    const FrontEnds& frontEnds) {
+  const std::string version = std::string("orvanta ") + ORVANTA_VERSION;
+  // The version alone needs no parser (whose answer to --version is an exception, the slowest part of it).
+  if (argc == 2 && std::string_view(argv[1]) == "--version") {
+    streams.out << version << '\n';
+    return 0;
+  }
   GlobalOptions options;
   CLI::App app("Orvanta drives simulated iOS devices through xcrun simctl.", "orvanta");
   app.footer(kFooter);
-  app.set_version_flag("--version", std::string("orvanta ") + ORVANTA_VERSION);
+  app.set_version_flag("--version", version);
   app.require_subcommand(1);
   // Global options are accepted after the command too.
   app.fallthrough();
@@ -199,6 +205,7 @@ int runCommandLine(int argc, const char* const* argv, CommandLineStreams streams
     return exitStatusFor(unexpected(failure));
   }
 
+  if (frontEnds.beforeRunning) frontEnds.beforeRunning();
   // The server owns standard input and output from here on.
   if (mcp != nullptr && mcp->parsed()) return frontEnds.mcp(options.xcrun, stop);
 

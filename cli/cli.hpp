@@ -28,6 +28,9 @@ struct FrontEnds {
   // Serves the Model Context Protocol on standard input and output until input ends; returns the exit
   // status. Given the --xcrun option and the Ctrl-C stop.
   std::function<int(const std::optional<std::string>& xcrun, orvanta::stop_token stop)> mcp;
+  // Called once the words are understood, just before a command or a front end runs: the program starts
+  // its Ctrl-C watcher there, so that help, the version and a usage error start no thread.
+  std::function<void()> beforeRunning;
 };
 
 // Runs one invocation. `stop` is requested by Ctrl-C. Returns 0, 1, 2 or 130. Main thread.

@@ -88,6 +88,7 @@ int main(int argc, char** argv) {
   QApplication application(argc, argv);
   QApplication::setApplicationName("Orvanta");
   orvanta::InterruptGuard interrupt;
+  interrupt.watch();
   orvanta::Environment environment(xcrun);
   orvanta::PanelWindow window(environment, orvanta::PanelQuestions::dialogs());
 
