@@ -1,6 +1,9 @@
+#include <algorithm>
+
 #include <QCoreApplication>
 #include <QElapsedTimer>
 #include <QHBoxLayout>
+#include <QItemSelectionModel>
 #include <QThread>
 #include <QScrollBar>
 #include <QVBoxLayout>
@@ -108,8 +111,46 @@ ConsolePage::ConsolePage(PanelSession& session, PanelQuestions& questions, QWidg
 }
 
 void ConsolePage::showEntries() {
+  // A batch replaces every row. What the reader looked at is found again by entry: the selection, the
+  // current entry and, unless the list follows the newest, the entry at the top of the view, so that the
+  // list stands still while entries arrive and fall out above.
+  const bool following = model_->logs().autoScroll && model_->state().kind != ConsoleStreamState::Case::paused;
+  std::vector<SimulatorLogEntryID> wanted;
+  bool hasCurrent = false;
+  bool hasTop = false;
+  if (items_->rowCount() > 0) {
+    for (const auto& index : list_->selectionModel()->selectedRows()) wanted.push_back(items_->idAt(index.row()));
+    if (const auto current = list_->currentIndex(); current.isValid()) {
+      wanted.push_back(items_->idAt(current.row()));
+      hasCurrent = true;
+    }
+    if (const auto top = list_->indexAt(QPoint(0, 0)); !following && top.isValid()) {
+      wanted.push_back(items_->idAt(top.row()));
+      hasTop = true;
+    }
+  }
   items_->reset();
-  if (model_->logs().autoScroll && model_->state().kind != ConsoleStreamState::Case::paused) list_->scrollToBottom();
+  if (!wanted.empty()) {
+    auto rows = items_->rowsOf(wanted);
+    const int top = hasTop ? rows.back() : -1;
+    if (hasTop) rows.pop_back();
+    const int current = hasCurrent ? rows.back() : -1;
+    if (hasCurrent) rows.pop_back();
+    if (current >= 0) list_->selectionModel()->setCurrentIndex(items_->index(current), QItemSelectionModel::NoUpdate);
+    // Rows in order, selected a run at a time.
+    std::erase(rows, -1);
+    std::sort(rows.begin(), rows.end());
+    QItemSelection selection;
+    for (std::size_t first = 0; first < rows.size();) {
+      std::size_t last = first;
+      while (last + 1 < rows.size() && rows[last + 1] == rows[last] + 1) ++last;
+      selection.select(items_->index(rows[first]), items_->index(rows[last]));
+      first = last + 1;
+    }
+    if (!selection.isEmpty()) list_->selectionModel()->select(selection, QItemSelectionModel::Select);
+      if (top >= 0) list_->scrollTo(items_->index(top), QAbstractItemView::PositionAtTop);
+  }
+  if (following) list_->scrollToBottom();
 }
 
 void ConsolePage::showcase() {

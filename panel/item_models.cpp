@@ -1,5 +1,7 @@
 #include "panel/item_models.hpp"
 
+#include <unordered_map>
+
 #include <QColor>
 #include <QFont>
 #include <QFontDatabase>
@@ -97,18 +99,37 @@ ConsoleListModel::ConsoleListModel(const ConsoleModel& console, QObject* parent)
 
 void ConsoleListModel::reset() {
   beginResetModel();
-  rows_ = console_.shown().size();
+  const auto& shown = console_.shown();
+  ids_.resize(shown.size());
+  for (std::size_t row = 0; row < shown.size(); ++row) ids_[row] = shown[row]->id;
   endResetModel();
 }
 
+std::vector<int> ConsoleListModel::rowsOf(const std::vector<SimulatorLogEntryID>& ids) const {
+  std::vector<int> rows(ids.size(), -1);
+  if (ids.empty()) return rows;
+  // Entry ids are random, so their low half is already a good hash.
+  struct Hash {
+    std::size_t operator()(const SimulatorLogEntryID& id) const noexcept { return static_cast<std::size_t>(id.low); }
+  };
+  std::unordered_map<SimulatorLogEntryID, int, Hash> wanted;
+  wanted.reserve(ids.size());
+  for (std::size_t index = 0; index < ids.size(); ++index) wanted.emplace(ids[index], -1);
+  for (std::size_t row = 0; row < ids_.size(); ++row) {
+    if (auto found = wanted.find(ids_[row]); found != wanted.end()) found->second = static_cast<int>(row);
+  }
+  for (std::size_t index = 0; index < ids.size(); ++index) rows[index] = wanted[ids[index]];
+  return rows;
+}
+
 int ConsoleListModel::rowCount(const QModelIndex& parent) const {
-  return parent.isValid() ? 0 : static_cast<int>(rows_);
+  return parent.isValid() ? 0 : static_cast<int>(ids_.size());
 }
 
 QVariant ConsoleListModel::data(const QModelIndex& index, int role) const {
   if (!checkIndex(index, CheckIndexOption::IndexIsValid | CheckIndexOption::ParentIsInvalid)) return {};
   const auto row = static_cast<std::size_t>(index.row());
-  if (row >= console_.shown().size()) return {};
+  if (row >= ids_.size() || row >= console_.shown().size()) return {};
   const SimulatorLogEntry& entry = *console_.shown()[row];
   switch (role) {
     case Qt::DisplayRole: {

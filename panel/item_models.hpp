@@ -58,10 +58,15 @@ class ConsoleListModel : public QAbstractListModel {
   void reset();
   [[nodiscard]] int rowCount(const QModelIndex& parent = {}) const override;
   [[nodiscard]] QVariant data(const QModelIndex& index, int role) const override;
+  // The entry in `row` as of the last reset: a reset replaces every row, and a view finds the entries it
+  // showed, selected or had current again by these.
+  [[nodiscard]] const SimulatorLogEntryID& idAt(int row) const { return ids_[static_cast<std::size_t>(row)]; }
+  // The rows of `ids` after the last reset, in the same order; -1 for an entry no longer shown.
+  [[nodiscard]] std::vector<int> rowsOf(const std::vector<SimulatorLogEntryID>& ids) const;
 
  private:
   const ConsoleModel& console_;
-  std::size_t rows_ = 0;
+  std::vector<SimulatorLogEntryID> ids_;
   QFont font_;
 };
 

@@ -10,7 +10,9 @@ namespace {
 class CapturePagesTest : public PanelWindowTest {};
 
 SimulatorLogEntry logEntry(std::string message, SimulatorLogLevel level) {
+  static SimulatorLogEntryIDGenerator ids;
   SimulatorLogEntry made;
+  made.id = ids.next();
   made.message = std::move(message);
   made.level = level;
   made.processImagePath = "/usr/libexec/backboardd";
@@ -34,8 +36,30 @@ TEST_F(CapturePagesTest, TheConsoleListShowsEachBatchAndFollowsTheFilters) {
   EXPECT_TRUE(last.endsWith("ERROR backboardd: message number 4999")) << text(last);
   EXPECT_TRUE(console.list()->visualRect(console.items()->index(3999, 0)).intersects(console.list()->viewport()->rect()));
 
+  // Not following: the list stands still while entries arrive below and fall out above, and the
+  // selection stays on its entries.
+  console.findChild<QCheckBox*>("follow")->setChecked(false);
+  auto* list = console.list();
+  list->selectionModel()->select(QItemSelection(console.items()->index(1000, 0), console.items()->index(1002, 0)),
+                                 QItemSelectionModel::ClearAndSelect);
+  list->selectionModel()->setCurrentIndex(console.items()->index(1001, 0), QItemSelectionModel::NoUpdate);
+  list->scrollTo(console.items()->index(1500, 0), QAbstractItemView::PositionAtTop);
+  ASSERT_EQ(list->selectionModel()->selectedRows().size(), 3);
+  const auto topText = list->indexAt(QPoint(0, 0)).data().toString();
+  const auto selectedText = console.items()->index(1000, 0).data().toString();
+  std::vector<SimulatorLogEntry> more;
+  for (int index = 5000; index < 5500; ++index) more.push_back(logEntry("number " + std::to_string(index), SimulatorLogLevel::error));
+  console.model().receive(std::move(more));
+  EXPECT_EQ(list->indexAt(QPoint(0, 0)).data().toString(), topText);
+  EXPECT_EQ(list->indexAt(QPoint(0, 0)).row(), 1000);
+  const auto selected = list->selectionModel()->selectedRows();
+  ASSERT_EQ(selected.size(), 3);
+  EXPECT_EQ(selected.front().data().toString(), selectedText);
+  EXPECT_EQ(list->currentIndex().row(), 501);
+  // An entry the filter hides leaves the selection; the others stay selected.
   console.levels()[1]->setChecked(false);  // Info
-  EXPECT_EQ(console.items()->rowCount(), 2000);
+  EXPECT_EQ(console.items()->rowCount(), 1750 + 500);
+  EXPECT_EQ(list->selectionModel()->selectedRows().size(), 1);
   console.search()->setText("number 4999");
   EXPECT_EQ(console.items()->rowCount(), 1);
 
