@@ -5,6 +5,7 @@
 #include <QComboBox>
 #include <QFormLayout>
 #include <QLabel>
+#include <QLineEdit>
 #include <QListWidget>
 #include <QPushButton>
 #include <QWidget>
@@ -48,6 +49,7 @@ class ScenariosPage : public ToolPage {
   ScenariosPage(PanelSession& session, PanelQuestions& questions, QWidget* parent = nullptr);
   ScenariosModel& model() { return *model_; }
   QListWidget* scenarios() const { return scenarios_; }
+  QLineEdit* description() const { return description_; }
   QListWidget* steps() const { return steps_; }
   QComboBox* stepKinds() const { return kinds_; }
   QComboBox* apps() const { return apps_; }
@@ -68,6 +70,8 @@ class ScenariosPage : public ToolPage {
   PanelSession& session_;
   std::unique_ptr<ScenariosModel> model_;
   QListWidget* scenarios_;
+  QLineEdit* description_;
+  std::string describedID_;  // the scenario whose description the field shows
   QListWidget* steps_;
   QComboBox* kinds_;
   QFormLayout* editor_;

@@ -129,6 +129,10 @@ ScenariosPage::ScenariosPage(PanelSession& session, PanelQuestions& questions, Q
   auto* up = namedButton("Move up", "up", this);
   auto* down = namedButton("Move down", "down", this);
   body()->addLayout(row({up, down}));
+  description_ = new QLineEdit(this);
+  description_->setObjectName("description");
+  description_->setPlaceholderText("Description (optional)");
+  body()->addWidget(description_);
 
   body()->addWidget(sectionLabel("Steps", this));
   steps_ = new QListWidget(this);
@@ -191,6 +195,10 @@ ScenariosPage::ScenariosPage(PanelSession& session, PanelQuestions& questions, Q
     const QString file = questions_.saveFile(this, "Export scenario", qt(scenario->name + ".json"));
     if (!file.isEmpty()) model_->exportTo(scenario->id, text(file));
   });
+  // Saved when the field is left or Return is pressed; emptied, it removes the description.
+  connect(description_, &QLineEdit::editingFinished, this, [this] {
+    if (!describedID_.empty()) model_->describe(describedID_, text(description_->text()));
+  });
   connect(duplicate, &QPushButton::clicked, this, [this] { model_->duplicate(currentScenario()); });
   connect(rename, &QPushButton::clicked, this, [this] {
     const QString name = questions_.askText(this, "Rename scenario", "New name");
@@ -248,9 +256,22 @@ void ScenariosPage::refresh() {
       }
       auto* item = new QListWidgetItem(label, scenarios_);
       item->setData(Qt::UserRole, qt(entry.id()));
+      if (entry.readable() && entry.record.description) item->setToolTip(qt(*entry.record.description));
       if (!entry.readable()) item->setForeground(QColor("#6b6b6b"));
       if (entry.id() == model_->selectedID()) scenarios_->setCurrentItem(item);
     }
+  }
+  {
+    // The field is filled from the library unless it is being typed in for the same scenario.
+    const auto* scenario = model_->selected();
+    const std::string id = scenario != nullptr ? scenario->id : std::string();
+    if (id != describedID_ || !description_->hasFocus()) {
+      description_->setText(scenario != nullptr ? qt(scenario->description.value_or("")) : QString());
+      description_->setCursorPosition(0);  // a long one shows its beginning, and its tooltip all of it
+      description_->setToolTip(description_->text());
+    }
+    describedID_ = id;
+    description_->setEnabled(scenario != nullptr);
   }
   const std::string keptStep = currentStep();
   {

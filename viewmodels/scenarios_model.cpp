@@ -509,6 +509,22 @@ void ScenariosModel::rename(const std::string& id, const std::string& name) {
   succeed("Renamed to \"" + done->name + "\".");
 }
 
+void ScenariosModel::describe(const std::string& id, const std::string& description) {
+  const auto* scenario = library_.lookup(id);
+  if (scenario == nullptr) return fail(ScenarioLibraryError::of(ScenarioLibraryError::Case::notFound).description());
+  const auto first = description.find_first_not_of(" \t\r\n");
+  std::optional<std::string> wanted;
+  if (first != std::string::npos) {
+    wanted = description.substr(first, description.find_last_not_of(" \t\r\n") - first + 1);
+  }
+  if (wanted == scenario->description) return;
+  auto described = *scenario;
+  described.description = wanted;
+  auto done = library_.update(described);
+  if (!done) return fail(done.error().description());
+  succeed(wanted ? "Description saved." : "Description removed.");
+}
+
 void ScenariosModel::move(const std::string& id, int offset) {
   std::vector<std::string> ids;
   for (const auto& entry : library_.entries) ids.push_back(entry.id());

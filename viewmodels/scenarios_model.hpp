@@ -142,6 +142,8 @@ class ScenariosModel : public PlanRunModel {
   void duplicate(const std::string& id);
   // Refused with the library's sentence when another scenario has the name.
   void rename(const std::string& id, const std::string& name);
+  // Sets the scenario's description, trimmed; an empty one removes it. Nothing is saved when it is unchanged.
+  void describe(const std::string& id, const std::string& description);
   // One place up (-1) or down (+1).
   void move(const std::string& id, int offset);
   void remove(const std::string& id);

@@ -62,6 +62,12 @@ TEST_F(AutomationPagesTest, AScenarioIsComposedEditedMarkedAndRunFromThePage) {
   typedText_ = "Smoke";
   click(&page, "new");
   EXPECT_EQ(texts(page.scenarios()), QStringList{"Smoke  (0 steps)"});
+  // The description is saved when the field is left, and shown as the scenario's tooltip.
+  page.description()->setText("The appearance, then a place");
+  emit page.description()->editingFinished();
+  EXPECT_EQ(page.model().selected()->description, "The appearance, then a place");
+  EXPECT_EQ(page.scenarios()->item(0)->toolTip(), "The appearance, then a place");
+  EXPECT_EQ(page.description()->text(), "The appearance, then a place");
 
   page.stepKinds()->setCurrentIndex(page.stepKinds()->findText("Set Location"));
   click(&page, "addStep");

@@ -104,6 +104,16 @@ TEST_F(AutomationModelsTest, TheLibraryKeepsNamesUniqueAndOrderAsEdited) {
   model.move(second, -1);  // already first: nothing changes
   EXPECT_EQ(names(model.library()).front(), "Smoke 2");
 
+  // A description is trimmed, and removed when emptied.
+  model.describe(second, "  Dark mode, then the largest text  \n");
+  EXPECT_EQ(messageOf(model), "Description saved.");
+  EXPECT_EQ(model.library().lookup(second)->description, "Dark mode, then the largest text");
+  model.describe(second, " ");
+  EXPECT_EQ(messageOf(model), "Description removed.");
+  EXPECT_FALSE(model.library().lookup(second)->description.has_value());
+  model.describe("no-such-id", "x");
+  EXPECT_TRUE(failed(model));
+
   // Changes are written through: a library read from the file sees them.
   EXPECT_EQ(names(ScenarioLibrary::load(*ScenarioLibrary::defaultFile())), names(model.library()));
 
