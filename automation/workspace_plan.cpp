@@ -87,6 +87,16 @@ std::string workspaceSimulatorGoneText(const WorkspaceSimulator& simulator) {
          ", runtime " + simulator.runtimeIdentifier + ", udid " + simulator.udid + ").";
 }
 
+const SimulatorDevice* workspaceSavedDevice(const WorkspaceSimulator& simulator,
+                                            const std::vector<SimulatorDevice>& devices) {
+  const auto saved = parseUUID(simulator.udid);
+  if (!saved) return nullptr;
+  for (const auto& device : devices) {
+    if (parseUUID(device.udid) == saved) return &device;
+  }
+  return nullptr;
+}
+
 std::vector<SimulatorDevice> workspaceStandIns(const WorkspaceSimulator& simulator,
                                                const std::vector<SimulatorDevice>& devices) {
   std::vector<SimulatorDevice> matching;

@@ -43,6 +43,10 @@ namespace orvanta {
 // udid <udid>)."
 [[nodiscard]] std::string workspaceSimulatorGoneText(const WorkspaceSimulator& simulator);
 
+// The listed device that the workspace was saved from (the same udid), or null when it is gone.
+[[nodiscard]] const SimulatorDevice* workspaceSavedDevice(const WorkspaceSimulator& simulator,
+                                                          const std::vector<SimulatorDevice>& devices);
+
 // The listed devices of the saved device type and runtime, the ones a restore could go to instead.
 [[nodiscard]] std::vector<SimulatorDevice> workspaceStandIns(const WorkspaceSimulator& simulator,
                                                              const std::vector<SimulatorDevice>& devices);

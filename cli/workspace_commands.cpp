@@ -272,10 +272,8 @@ CommandOutcome restoreWorkspace(CommandContext& context, const std::string& name
     if (!named) return unexpected(named.error());
     device = *named;
   } else {
-    auto saved = std::find_if(devices->begin(), devices->end(), [&](const SimulatorDevice& each) {
-      return parseUUID(each.udid) == parseUUID(workspace->simulator.udid);
-    });
-    if (saved == devices->end()) {
+    const auto* saved = workspaceSavedDevice(workspace->simulator, *devices);
+    if (saved == nullptr) {
       std::vector<std::string> hints;
       for (const auto& standIn : workspaceStandIns(workspace->simulator, *devices)) {
         hints.push_back("To restore onto \"" + standIn.name + "\" of the same kind: orvanta --device " + standIn.udid +

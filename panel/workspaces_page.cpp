@@ -3,6 +3,7 @@
 #include <QVBoxLayout>
 #include <algorithm>
 
+#include "automation/workspace_plan.hpp"
 #include "panel/automation_pages.hpp"
 #include "panel/pages.hpp"
 
@@ -66,7 +67,17 @@ WorkspacesPage::WorkspacesPage(PanelSession& session, PanelQuestions& questions,
     if (!filling_) model_->select(currentWorkspace());
   });
   connect(restore, &QPushButton::clicked, this, [this] {
-    model_->restore(currentWorkspace(), [this] { askToRun(this, questions_, *model_); });
+    const auto ask = [this] { askToRun(this, questions_, *model_); };
+    // The simulator it was saved from is gone: offer the target instead, as --device does on the command line.
+    const auto* workspace = model_->selected();
+    const auto& target = session_.status().device;
+    if (workspace != nullptr && target && workspaceSavedDevice(workspace->simulator, session_.devices()) == nullptr) {
+      const QString question = qt(workspaceSimulatorGoneText(workspace->simulator) + " Restore onto the target, \"" +
+                                  target->name + "\" (" + target->runtimeDisplayName + "), instead?");
+      if (questions_.confirm(this, question, "Restore onto the target")) model_->restore(workspace->id, ask, target->udid);
+      return;
+    }
+    model_->restore(currentWorkspace(), ask);
   });
   connect(rename, &QPushButton::clicked, this, [this] {
     const QString name = questions_.askText(this, "Rename workspace", "New name");

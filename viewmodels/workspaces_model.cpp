@@ -98,7 +98,7 @@ void WorkspacesModel::save(const std::string& name, const std::optional<std::str
       });
 }
 
-void WorkspacesModel::restore(const std::string& id, std::function<void()> ready) {
+void WorkspacesModel::restore(const std::string& id, std::function<void()> ready, std::optional<std::string> ontoUDID) {
   const auto* workspace = store_.lookup(id);
   if (workspace == nullptr) {
     const auto* entry = store_.find(id);
@@ -106,20 +106,23 @@ void WorkspacesModel::restore(const std::string& id, std::function<void()> ready
   }
   checkPlan(
       [client = session_.environment().simctl(), routes = session_.environment().recentRoutes(),
-       workspace = *workspace](const orvanta::stop_token& stop) {
-        // A fresh list: whether the saved simulator is still there, and whether it must be booted first.
+       workspace = *workspace, ontoUDID = std::move(ontoUDID)](const orvanta::stop_token& stop) {
+        // A fresh list: whether the simulator is still there, and whether it must be booted first.
         auto devices = client.listDevices(stop);
         if (!devices) return PlanCheck{workspace.name, unexpected(ScenarioPreflightFailure{failureFrom(devices.error()).message})};
-        const auto saved = parseUUID(workspace.simulator.udid);
-        auto device = std::find_if(devices->begin(), devices->end(),
-                                   [&](const SimulatorDevice& each) { return parseUUID(each.udid) == saved; });
-        if (device == devices->end()) {
-          return PlanCheck{workspace.name,
-                           unexpected(ScenarioPreflightFailure{workspaceSimulatorGoneText(workspace.simulator)})};
+        SimulatorDevice device;
+        if (ontoUDID) {
+          auto listed = findListedDevice(*devices, *ontoUDID);
+          if (!listed) return PlanCheck{workspace.name, unexpected(ScenarioPreflightFailure{listed.error().message})};
+          device = *listed;
+        } else if (const auto* saved = workspaceSavedDevice(workspace.simulator, *devices)) {
+          device = *saved;
+        } else {
+          return PlanCheck{workspace.name, unexpected(ScenarioPreflightFailure{workspaceSimulatorGoneText(workspace.simulator)})};
         }
-        const auto scenario = workspaceRestoreScenario(workspace, device->state == SimulatorState::booted);
+        const auto scenario = workspaceRestoreScenario(workspace, device.state == SimulatorState::booted);
         ScenarioSelection selection;
-        selection.simulator = device->udid;
+        selection.simulator = device.udid;
         selection.bundleIdentifier = workspace.bundleIdentifier;
         return PlanCheck{workspace.name, ScenarioPreflight(client, routes).check(scenario, selection, stop)};
       },

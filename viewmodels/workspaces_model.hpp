@@ -48,9 +48,10 @@ class WorkspacesModel : public PlanRunModel {
   // pinned scenario ids given. The target must be booted.
   void save(const std::string& name, const std::optional<std::string>& bundleIdentifier,
             const std::vector<std::string>& pinnedScenarioIDs);
-  // Checks the restore of `id` on its saved simulator (booting it first when it is shut down); `ready` when
-  // the plan waits for confirmation.
-  void restore(const std::string& id, std::function<void()> ready = {});
+  // Checks the restore of `id` on its saved simulator, or on the one `ontoUDID` names instead (booting it
+  // first when it is shut down); `ready` when the plan waits for confirmation.
+  void restore(const std::string& id, std::function<void()> ready = {},
+               std::optional<std::string> ontoUDID = std::nullopt);
   void rename(const std::string& id, const std::string& name);
   void remove(const std::string& id);
   void exportTo(const std::string& id, const std::filesystem::path& file);

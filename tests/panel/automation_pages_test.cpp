@@ -6,6 +6,8 @@
 
 #include <gtest/gtest.h>
 
+#include "automation/workspace_plan.hpp"
+#include "automation/workspace_store.hpp"
 #include "panel/automation_pages.hpp"
 #include "tests/viewmodels/panel_fixture.hpp"
 
@@ -142,6 +144,21 @@ TEST_F(AutomationPagesTest, AWorkspaceIsSavedWithItsPinsAndRestored) {
   for (const auto& line : texts(page.runView()->steps())) {
     EXPECT_TRUE(line.contains(QString::fromUtf8("\xE2\x80\x94 succeeded"))) << text(line);
   }
+
+  // Its simulator gone, the page offers the target instead, and restores there when that is accepted.
+  auto gone = *page.model().selected();
+  gone.simulator.udid = "00000000-0000-4000-8000-000000000000";
+  auto store = WorkspaceStore::load(*WorkspaceStore::defaultFile());
+  ASSERT_TRUE(store.update(gone));
+  page.model().reload();
+  asked_.clear();
+  click(&page, "restore");
+  settlePage();
+  ASSERT_EQ(asked_.size(), 2u);
+  EXPECT_EQ(asked_[0], workspaceSimulatorGoneText(gone.simulator) +
+                           " Restore onto the target, \"iPhone 16\" (iOS 18.2), instead?");
+  EXPECT_EQ(confirmTitles_[confirmTitles_.size() - 2], "Restore onto the target");
+  EXPECT_EQ(asked_[1].rfind("Restore Workspace: Desk\n", 0), 0u) << asked_[1];
 }
 
 }  // namespace

@@ -313,6 +313,16 @@ TEST_F(AutomationModelsTest, WorkspacesSaveTheTargetAndRestoreItStepByStep) {
   model.restore(gone.id);
   settle();
   EXPECT_EQ(messageOf(model), workspaceSimulatorGoneText(gone.simulator));
+  // ... and restores onto another one when asked: a shut-down one is booted first.
+  model.restore(gone.id, {}, std::string(kIPhone15));
+  settle();
+  ASSERT_TRUE(model.awaitingConfirmation()) << messageOf(model);
+  EXPECT_NE(model.confirmationText().find("Boot"), std::string::npos) << model.confirmationText();
+  EXPECT_NE(model.confirmationText().find("iPhone 15"), std::string::npos) << model.confirmationText();
+  model.discardRun();
+  model.restore(gone.id, {}, std::string("00000000-0000-4000-8000-00000000000F"));
+  settle();
+  EXPECT_EQ(messageOf(model), "No listed simulator has the udid or name \"00000000-0000-4000-8000-00000000000F\".");
 }
 
 }  // namespace
