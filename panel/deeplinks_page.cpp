@@ -73,6 +73,7 @@ void DeepLinksPage::refresh() {
   for (const auto& note : model_->notes()) checkText += "\n" + note;
   check_->setText(qt(checkText));
   check_->setStyleSheet(check.valid ? "" : "color: #b3261e;");
+  check_->setVisible(!checkText.empty());  // no gap while nothing is typed
   const auto& schemes = model_->schemes();
   if (!schemes) {
     schemes_->setText(model_->bundleIdentifier().empty() ? QString() : QString::fromUtf8("Reading its URL schemes\xE2\x80\xA6"));
