@@ -8,6 +8,7 @@
 #include <QLineEdit>
 #include <QListWidget>
 #include <QPushButton>
+#include <QVBoxLayout>
 #include <QWidget>
 #include <memory>
 #include <optional>
@@ -38,6 +39,9 @@ class PlanRunView : public QWidget {
 // A combo box that does not widen the page to its longest entry (an app's name with its bundle id).
 QComboBox* narrowCombo(QWidget* parent);
 QPushButton* namedButton(const QString& label, const char* objectName, QWidget* parent);
+// A narrow app choice ("app", showing `placeholder` when none is chosen) beside a "Clear" button ("noApp",
+// with `clearTip`) that unchooses it, added to `layout`. Returns the choice.
+QComboBox* appChoiceRow(QVBoxLayout* layout, const QString& placeholder, const QString& clearTip, QWidget* parent);
 
 // Asks the confirmation of the plan `model` holds, then runs it or drops it. Called once the check that made
 // the plan has come back, outside the drain of results (a dialog runs an event loop of its own).

@@ -54,6 +54,20 @@ QPushButton* namedButton(const QString& label, const char* name, QWidget* parent
   return made;
 }
 
+QComboBox* appChoiceRow(QVBoxLayout* layout, const QString& placeholder, const QString& clearTip, QWidget* parent) {
+  auto* apps = narrowCombo(parent);
+  apps->setObjectName("app");
+  apps->setPlaceholderText(placeholder);
+  auto* clear = namedButton("Clear", "noApp", parent);
+  clear->setToolTip(clearTip);
+  QObject::connect(clear, &QPushButton::clicked, apps, [apps] { apps->setCurrentIndex(-1); });
+  auto* row = new QHBoxLayout;
+  row->addWidget(apps, 1);
+  row->addWidget(clear);
+  layout->addLayout(row);
+  return apps;
+}
+
 PlanRunView::PlanRunView(PlanRunModel& model, QWidget* parent) : QWidget(parent), model_(model) {
   auto* layout = new QVBoxLayout(this);
   layout->setContentsMargins(0, 0, 0, 0);
@@ -160,15 +174,7 @@ ScenariosPage::ScenariosPage(PanelSession& session, PanelQuestions& questions, Q
   body()->addWidget(apply_);
 
   body()->addWidget(sectionLabel("Run", this));
-  apps_ = narrowCombo(this);
-  apps_->setObjectName("app");
-  apps_->setPlaceholderText("No app");
-  auto* clearApp = namedButton("Clear", "noApp", this);
-  clearApp->setToolTip("Run without an app");
-  auto* appRow = new QHBoxLayout;
-  appRow->addWidget(apps_, 1);
-  appRow->addWidget(clearApp);
-  body()->addLayout(appRow);
+  apps_ = appChoiceRow(body(), "No app", "Run without an app", this);
   auto* runButton = namedButton("Run" + ellipsis, "run", this);
   body()->addWidget(runButton);
   run_ = new PlanRunView(*model_, this);
@@ -221,7 +227,6 @@ ScenariosPage::ScenariosPage(PanelSession& session, PanelQuestions& questions, Q
   connect(apply_, &QPushButton::clicked, this, [this] { model_->editStep(currentStep(), editedFields()); });
   connect(apps_, &QComboBox::currentIndexChanged, this,
           [this] { model_->bundleIdentifier = text(apps_->currentData().toString()); });
-  connect(clearApp, &QPushButton::clicked, this, [this] { apps_->setCurrentIndex(-1); });
   connect(runButton, &QPushButton::clicked, this, [this] {
     model_->check([this] { askToRun(this, questions_, *model_); });
   });

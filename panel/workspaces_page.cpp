@@ -45,15 +45,7 @@ WorkspacesPage::WorkspacesPage(PanelSession& session, PanelQuestions& questions,
   body()->addWidget(run_);
 
   body()->addWidget(sectionLabel("Save the target's setup", this));
-  apps_ = narrowCombo(this);
-  apps_->setObjectName("app");
-  apps_->setPlaceholderText("No app to launch");
-  auto* noApp = namedButton("Clear", "noApp", this);
-  noApp->setToolTip("Save without an app to launch");
-  auto* appRow = new QHBoxLayout;
-  appRow->addWidget(apps_, 1);
-  appRow->addWidget(noApp);
-  body()->addLayout(appRow);
+  apps_ = appChoiceRow(body(), "No app to launch", "Save without an app to launch", this);
   body()->addWidget(new QLabel("Pinned scenarios:", this));
   pins_ = new QListWidget(this);
   pins_->setObjectName("pins");
@@ -98,7 +90,6 @@ WorkspacesPage::WorkspacesPage(PanelSession& session, PanelQuestions& questions,
     const QString file = questions_.saveFile(this, "Export workspace", qt(workspace->name + ".json"));
     if (!file.isEmpty()) model_->exportTo(workspace->id, text(file));
   });
-  connect(noApp, &QPushButton::clicked, this, [this] { apps_->setCurrentIndex(-1); });
   connect(save, &QPushButton::clicked, this, [this] {
     const QString name = questions_.askText(this, "Save workspace", "Name");
     if (name.isEmpty()) return;

@@ -10,6 +10,7 @@
 #include "app/environment.hpp"
 #include "support/atomic_file.hpp"
 #include "support/json_text.hpp"
+#include "support/text.hpp"
 #include "support/uuid.hpp"
 #include "tools/location/location_entry.hpp"
 #include "tools/privacy/simulator_privacy_types.hpp"
@@ -45,6 +46,15 @@ expected<std::optional<Enum>, std::string> readRaw(const StepField& field) {
   return value;
 }
 
+// Reads `field` into `slot`; an empty value clears it.
+template <class Enum>
+expected<void, std::string> readRawInto(const StepField& field, std::optional<Enum>& slot) {
+  auto read = readRaw<Enum>(field);
+  if (!read) return unexpected(read.error());
+  slot = *read;
+  return {};
+}
+
 expected<std::optional<int>, std::string> readInt(const StepField& field) {
   if (field.value.empty()) return std::optional<int>();
   int value = 0;
@@ -53,7 +63,6 @@ expected<std::optional<int>, std::string> readInt(const StepField& field) {
   if (problem != std::errc() || last != end) return unexpected(field.label + " must be a whole number.");
   return std::optional<int>(value);
 }
-
 
 }  // namespace
 
@@ -152,21 +161,13 @@ expected<ScenarioStepKind, std::string> stepKindWithFields(ScenarioStepKind kind
     } else if (key == "time" || key == "operatorName") {
       (key == "time" ? bar.time : bar.operatorName) = value.empty() ? std::nullopt : std::optional(value);
     } else if (key == "dataNetwork") {
-      auto read = readRaw<StatusBarDataNetwork>(field);
-      if (!read) return unexpected(read.error());
-      bar.dataNetwork = *read;
+      ORVANTA_TRY(readRawInto(field, bar.dataNetwork));
     } else if (key == "wifiMode") {
-      auto read = readRaw<StatusBarWifiMode>(field);
-      if (!read) return unexpected(read.error());
-      bar.wifiMode = *read;
+      ORVANTA_TRY(readRawInto(field, bar.wifiMode));
     } else if (key == "cellularMode") {
-      auto read = readRaw<StatusBarCellularMode>(field);
-      if (!read) return unexpected(read.error());
-      bar.cellularMode = *read;
+      ORVANTA_TRY(readRawInto(field, bar.cellularMode));
     } else if (key == "batteryState") {
-      auto read = readRaw<StatusBarBatteryState>(field);
-      if (!read) return unexpected(read.error());
-      bar.batteryState = *read;
+      ORVANTA_TRY(readRawInto(field, bar.batteryState));
     } else if (key == "wifiBars" || key == "cellularBars" || key == "batteryLevel") {
       auto read = readInt(field);
       if (!read) return unexpected(read.error());
@@ -413,30 +414,12 @@ void PlanRunModel::confirmRun() {
 // ---- ScenariosModel -------------------------------------------------------------------------------------
 
 ScenariosModel::ScenariosModel(PanelSession& session)
-    : PlanRunModel(session, "Run Scenario", gate_labels::scenario) {
+    : StoredItemsModel(session, "Run Scenario", gate_labels::scenario) {
   reload();
 }
 
 void ScenariosModel::reload() {
-  auto file = ScenarioLibrary::defaultFile();
-  if (!file) return fail(file.error().description());
-  library_ = ScenarioLibrary::load(*file);
-  if (library_.recoveryNotice()) fail(*library_.recoveryNotice());
-  if (library_.find(selectedID_) == nullptr || selectedID_.empty()) {
-    selectedID_ = library_.entries.empty() ? std::string() : library_.entries.front().id();
-  }
-  changed();
-}
-
-void ScenariosModel::select(std::string id) {
-  if (id == selectedID_) return;
-  selectedID_ = std::move(id);
-  forgetCheck();
-  changed();
-}
-
-const ScenarioDefinition* ScenariosModel::selected() const {
-  return selectedID_.empty() ? nullptr : library_.lookup(selectedID_);
+  if (loadStore()) changed();
 }
 
 bool ScenariosModel::applied(const expected<void, ScenarioLibraryError>& done, std::string text) {
@@ -453,7 +436,7 @@ void ScenariosModel::create(const std::string& name) {
   scenario.id = makeUUID();
   scenario.name = name.empty() ? "New Scenario" : name;
   scenario.createdAt = scenario.updatedAt = std::chrono::system_clock::now();
-  auto added = library_.add(scenario);
+  auto added = store_.add(scenario);
   if (!added) return fail(added.error().description());
   selectedID_ = added->id;
   forgetCheck();
@@ -465,7 +448,7 @@ void ScenariosModel::importFrom(const std::filesystem::path& file) {
   if (!items) return fail(items.error());
   auto imports = scenarioImportItems(*items, std::chrono::system_clock::now());
   if (!imports) return fail(imports.error());
-  auto added = library_.addItems(*imports);
+  auto added = store_.addItems(*imports);
   if (!added) return fail(added.error().description());
   if (added->empty()) return fail("Nothing was imported: every item's id is already in the library.");
   std::string text = added->size() == 1 && added->front().readable()
@@ -481,9 +464,9 @@ void ScenariosModel::importFrom(const std::filesystem::path& file) {
 }
 
 void ScenariosModel::exportTo(const std::string& id, const std::filesystem::path& file) {
-  const auto* entry = library_.find(id);
+  const auto* entry = store_.find(id);
   if (entry == nullptr) return fail(ScenarioLibraryError::of(ScenarioLibraryError::Case::notFound).description());
-  auto item = library_.item(*entry);
+  auto item = store_.item(*entry);
   if (!item) return fail(item.error().description());
   if (auto written = writeFileAtomically(file, exportedItemText(*item), 0644); !written) {
     return fail(written.error().description());
@@ -492,7 +475,7 @@ void ScenariosModel::exportTo(const std::string& id, const std::filesystem::path
 }
 
 void ScenariosModel::duplicate(const std::string& id) {
-  auto copy = library_.duplicate(id);
+  auto copy = store_.duplicate(id);
   if (!copy) return fail(copy.error().description());
   selectedID_ = copy->id;
   forgetCheck();
@@ -500,54 +483,48 @@ void ScenariosModel::duplicate(const std::string& id) {
 }
 
 void ScenariosModel::rename(const std::string& id, const std::string& name) {
-  const auto* scenario = library_.lookup(id);
+  const auto* scenario = store_.lookup(id);
   if (scenario == nullptr) return fail(ScenarioLibraryError::of(ScenarioLibraryError::Case::notFound).description());
   auto renamed = *scenario;
   renamed.name = name;
-  auto done = library_.update(renamed);
+  auto done = store_.update(renamed);
   if (!done) return fail(done.error().description());
   succeed("Renamed to \"" + done->name + "\".");
 }
 
 void ScenariosModel::describe(const std::string& id, const std::string& description) {
-  const auto* scenario = library_.lookup(id);
+  const auto* scenario = store_.lookup(id);
   if (scenario == nullptr) return fail(ScenarioLibraryError::of(ScenarioLibraryError::Case::notFound).description());
-  const auto first = description.find_first_not_of(" \t\r\n");
   std::optional<std::string> wanted;
-  if (first != std::string::npos) {
-    wanted = description.substr(first, description.find_last_not_of(" \t\r\n") - first + 1);
-  }
+  if (const auto trimmed = trimWhitespace(description); !trimmed.empty()) wanted = std::string(trimmed);
   if (wanted == scenario->description) return;
   auto described = *scenario;
   described.description = wanted;
-  auto done = library_.update(described);
+  auto done = store_.update(described);
   if (!done) return fail(done.error().description());
   succeed(wanted ? "Description saved." : "Description removed.");
 }
 
 void ScenariosModel::move(const std::string& id, int offset) {
   std::vector<std::string> ids;
-  for (const auto& entry : library_.entries) ids.push_back(entry.id());
+  for (const auto& entry : store_.entries) ids.push_back(entry.id());
   auto at = std::find(ids.begin(), ids.end(), id);
   if (at == ids.end()) return fail(ScenarioLibraryError::of(ScenarioLibraryError::Case::notFound).description());
   const auto from = at - ids.begin();
   const auto to = from + offset;
   if (to < 0 || to >= std::ssize(ids)) return;
   std::swap(ids[static_cast<std::size_t>(from)], ids[static_cast<std::size_t>(to)]);
-  applied(library_.reorder(ids), "Moved to position " + std::to_string(to + 1) + ".");
+  applied(store_.reorder(ids), "Moved to position " + std::to_string(to + 1) + ".");
 }
 
 void ScenariosModel::remove(const std::string& id) {
-  const auto* entry = library_.find(id);
+  const auto* entry = store_.find(id);
   if (entry == nullptr) return fail(ScenarioLibraryError::of(ScenarioLibraryError::Case::notFound).description());
   const std::string name = entry->readable() ? "\"" + entry->record.name + "\"" : entry->id();
-  std::ptrdiff_t position = entry - library_.entries.data();
-  if (!applied(library_.remove(id), "Deleted " + name + ".")) return;
+  std::ptrdiff_t position = entry - store_.entries.data();
+  if (!applied(store_.remove(id), "Deleted " + name + ".")) return;
   if (id == selectedID_) {
-    // The one after it takes its place, or the new last one.
-    position = std::min<std::ptrdiff_t>(position, std::ssize(library_.entries) - 1);
-    selectedID_ = position < 0 ? std::string() : library_.entries[static_cast<std::size_t>(position)].id();
-    forgetCheck();
+    chooseAfterRemoval(position);
     changed();
   }
 }
@@ -558,7 +535,7 @@ void ScenariosModel::changeSteps(const std::function<std::optional<std::string>(
   auto edited = *scenario;
   auto text = change(edited.steps);
   if (!text) return;
-  auto done = library_.update(edited);
+  auto done = store_.update(edited);
   if (!done) return fail(done.error().description());
   // The marks of the last check no longer describe these steps.
   forgetCheck();
@@ -628,7 +605,7 @@ std::vector<LocationRouteRecent> ScenariosModel::routes() const {
 void ScenariosModel::check(std::function<void()> ready) {
   const auto* scenario = selected();
   if (scenario == nullptr) {
-    const auto* entry = library_.find(selectedID_);
+    const auto* entry = store_.find(selectedID_);
     return fail(entry != nullptr ? entry->message()
                                  : ScenarioLibraryError::of(ScenarioLibraryError::Case::notFound).description());
   }

@@ -5,11 +5,13 @@
 // Main thread only, like every view model; the check and the run go to the session's workers.
 #pragma once
 
+#include <algorithm>
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
 #include <functional>
+#include <iterator>
 #include <memory>
 #include <optional>
 #include <string>
@@ -122,18 +124,61 @@ class PlanRunModel : public PageModel {
   std::uint64_t generation_ = 0;  // of the run whose progress is shown
 };
 
-class ScenariosModel : public PlanRunModel {
+// What the Scenarios and Workspaces pages share: the items of a versioned document store, the one chosen,
+// and where the choice goes when items come and go. The chosen item's plan is what PlanRunModel checks and
+// runs, so a new choice forgets the last check.
+template <class Store>
+class StoredItemsModel : public PlanRunModel {
+ public:
+  using Record = typename Store::Record;
+
+  [[nodiscard]] const std::string& selectedID() const { return selectedID_; }
+  void select(std::string id) {
+    if (id == selectedID_) return;
+    selectedID_ = std::move(id);
+    forgetCheck();
+    changed();
+  }
+  // The chosen item, when it is a readable one.
+  [[nodiscard]] const Record* selected() const { return selectedID_.empty() ? nullptr : store_.lookup(selectedID_); }
+
+ protected:
+  using PlanRunModel::PlanRunModel;
+
+  // Reads the store's file again (another process may have changed it); the choice stays while its item
+  // is listed, else the first item is chosen. False, with the sentence shown, when there is no file to read.
+  bool loadStore() {
+    auto file = Store::defaultFile();
+    if (!file) {
+      fail(file.error().description());
+      return false;
+    }
+    store_ = Store::load(*file);
+    if (store_.recoveryNotice()) fail(*store_.recoveryNotice());
+    if (selectedID_.empty() || store_.find(selectedID_) == nullptr) {
+      selectedID_ = store_.entries.empty() ? std::string() : store_.entries.front().id();
+    }
+    return true;
+  }
+  // After the chosen item, which stood at `position`, was removed: the one after it takes its place, or
+  // the new last one.
+  void chooseAfterRemoval(std::ptrdiff_t position) {
+    position = std::min<std::ptrdiff_t>(position, std::ssize(store_.entries) - 1);
+    selectedID_ = position < 0 ? std::string() : store_.entries[static_cast<std::size_t>(position)].id();
+    forgetCheck();
+  }
+
+  Store store_;
+  std::string selectedID_;
+};
+
+class ScenariosModel : public StoredItemsModel<ScenarioLibrary> {
  public:
   explicit ScenariosModel(PanelSession& session);
 
   // Reads the library file again (another process may have changed it).
   void reload();
-  [[nodiscard]] const ScenarioLibrary& library() const { return library_; }
-
-  [[nodiscard]] const std::string& selectedID() const { return selectedID_; }
-  void select(std::string id);
-  // The chosen scenario, when it is a readable one.
-  [[nodiscard]] const ScenarioDefinition* selected() const;
+  [[nodiscard]] const ScenarioLibrary& library() const { return store_; }
 
   // A new scenario without steps, chosen; a name that is taken is numbered.
   void create(const std::string& name);
@@ -166,9 +211,6 @@ class ScenariosModel : public PlanRunModel {
   // Applies `change` to the chosen scenario's steps and saves; it returns the sentence to show, or nothing
   // when there is nothing to save.
   void changeSteps(const std::function<std::optional<std::string>(std::vector<ScenarioStep>&)>& change);
-
-  ScenarioLibrary library_;
-  std::string selectedID_;
 };
 
 }  // namespace orvanta

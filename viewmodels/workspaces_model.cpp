@@ -17,31 +17,14 @@ std::string notFoundText() { return WorkspaceStoreError::of(WorkspaceStoreError:
 }  // namespace
 
 WorkspacesModel::WorkspacesModel(PanelSession& session)
-    : PlanRunModel(session, "Restore Workspace", gate_labels::workspaceRestore) {
+    : StoredItemsModel(session, "Restore Workspace", gate_labels::workspaceRestore) {
   reload();
 }
 
 void WorkspacesModel::reload() {
-  auto file = WorkspaceStore::defaultFile();
-  if (!file) return fail(file.error().description());
-  store_ = WorkspaceStore::load(*file);
-  if (store_.recoveryNotice()) fail(*store_.recoveryNotice());
+  if (!loadStore()) return;
   if (auto library = ScenarioLibrary::defaultFile()) scenarios_ = ScenarioLibrary::load(*library);
-  if (selectedID_.empty() || store_.find(selectedID_) == nullptr) {
-    selectedID_ = store_.entries.empty() ? std::string() : store_.entries.front().id();
-  }
   changed();
-}
-
-void WorkspacesModel::select(std::string id) {
-  if (id == selectedID_) return;
-  selectedID_ = std::move(id);
-  forgetCheck();
-  changed();
-}
-
-const Workspace* WorkspacesModel::selected() const {
-  return selectedID_.empty() ? nullptr : store_.lookup(selectedID_);
 }
 
 std::vector<PinnedScenario> WorkspacesModel::pinned(const Workspace& workspace) const {
@@ -150,11 +133,7 @@ void WorkspacesModel::remove(const std::string& id) {
   const std::string name = entry->readable() ? "\"" + entry->record.name + "\"" : entry->id();
   auto position = entry - store_.entries.data();
   if (auto done = store_.remove(id); !done) return fail(done.error().description());
-  if (id == selectedID_) {
-    position = std::min<std::ptrdiff_t>(position, std::ssize(store_.entries) - 1);
-    selectedID_ = position < 0 ? std::string() : store_.entries[static_cast<std::size_t>(position)].id();
-    forgetCheck();
-  }
+  if (id == selectedID_) chooseAfterRemoval(position);
   succeed("Deleted " + name + ".");
 }
 

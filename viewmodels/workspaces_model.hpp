@@ -25,7 +25,7 @@ struct PinnedScenario {
   bool operator==(const PinnedScenario&) const = default;
 };
 
-class WorkspacesModel : public PlanRunModel {
+class WorkspacesModel : public StoredItemsModel<WorkspaceStore> {
  public:
   explicit WorkspacesModel(PanelSession& session);
 
@@ -35,9 +35,6 @@ class WorkspacesModel : public PlanRunModel {
   // The scenarios that can be pinned.
   [[nodiscard]] const ScenarioLibrary& scenarios() const { return scenarios_; }
 
-  [[nodiscard]] const std::string& selectedID() const { return selectedID_; }
-  void select(std::string id);
-  [[nodiscard]] const Workspace* selected() const;
 
   // The pinned scenarios of a workspace, in its order; they come first in its detail.
   [[nodiscard]] std::vector<PinnedScenario> pinned(const Workspace& workspace) const;
@@ -61,9 +58,7 @@ class WorkspacesModel : public PlanRunModel {
   void runEnded() override;
 
  private:
-  WorkspaceStore store_;
   ScenarioLibrary scenarios_;
-  std::string selectedID_;
 };
 
 }  // namespace orvanta
