@@ -13,15 +13,8 @@ namespace orvanta {
 namespace {
 
 volatile sig_atomic_t gSignalWriteFd = -1;
-volatile sig_atomic_t gWatching = 0;
 
-extern "C" void onInterrupt(int signal) {
-  if (gWatching == 0) {
-    // Nothing runs yet that would need to end in order: the signal does what it does by default.
-    ::signal(signal, SIG_DFL);
-    ::raise(signal);
-    return;
-  }
+extern "C" void onInterrupt(int) {
   const int savedErrno = errno;
   const int fd = gSignalWriteFd;
   if (fd >= 0) {
@@ -41,7 +34,12 @@ InterruptGuard::InterruptGuard() {
   quitRead_ = std::move(quitPipe->first);
   quitWrite_ = std::move(quitPipe->second);
   gSignalWriteFd = signalPipe->second.release();
+}
 
+void InterruptGuard::watch() {
+  if (watcher_.joinable() || !signalRead_ || !quitRead_) return;
+  // Until now the signals keep their default effect; from here on they only request the stop (and
+  // the handler shows in /proc/<pid>/status as caught only once that is true).
   struct sigaction action {};
   action.sa_handler = onInterrupt;
   sigemptyset(&action.sa_mask);
@@ -49,11 +47,6 @@ InterruptGuard::InterruptGuard() {
   ::sigaction(SIGINT, &action, nullptr);
   ::sigaction(SIGTERM, &action, nullptr);
   ::sigaction(SIGHUP, &action, nullptr);
-}
-
-void InterruptGuard::watch() {
-  if (watcher_.joinable() || !signalRead_ || !quitRead_) return;
-  gWatching = 1;
   watcher_ = orvanta::jthread([this, quitRead = std::move(quitRead_)] {
     pollfd fds[2] = {{signalRead_.get(), POLLIN, 0}, {quitRead.get(), POLLIN, 0}};
     for (;;) {
@@ -71,7 +64,6 @@ void InterruptGuard::watch() {
 }
 
 InterruptGuard::~InterruptGuard() {
-  gWatching = 0;
   struct sigaction action {};
   action.sa_handler = SIG_DFL;
   sigemptyset(&action.sa_mask);

@@ -20,9 +20,9 @@ class InterruptGuard {
   InterruptGuard& operator=(const InterruptGuard&) = delete;
 
   [[nodiscard]] orvanta::stop_token token() const { return source_.get_token(); }
-  // Starts the watcher thread that turns a signal into the stop request; later calls do nothing. Until
-  // then a signal has its default effect: a program that never gets as far as running a command (help, a
-  // usage error) has nothing to end in order, and starts no thread.
+  // Installs the handlers and starts the watcher thread that turns a signal into the stop request; later
+  // calls do nothing. Until then a signal has its default effect: a program that never gets as far as
+  // running a command (help, a usage error) has nothing to end in order, and starts no thread.
   void watch();
   // Whether a signal arrived.
   [[nodiscard]] bool interrupted() const { return source_.stop_requested(); }
