@@ -7,7 +7,8 @@
 
 namespace orvanta {
 
-PalettePopup::PalettePopup(CommandPalette& palette, QWidget* parent) : QDialog(parent), palette_(palette) {
+PalettePopup::PalettePopup(CommandPalette& palette, std::function<void()> pinsChanged, QWidget* parent)
+    : QDialog(parent), palette_(palette), pinsChanged_(std::move(pinsChanged)) {
   setObjectName("palette");
   setWindowTitle("Commands");
   auto* layout = new QVBoxLayout(this);
@@ -18,11 +19,23 @@ PalettePopup::PalettePopup(CommandPalette& palette, QWidget* parent) : QDialog(p
   search_->setClearButtonEnabled(true);
   list_ = new QListWidget(this);
   list_->setObjectName("paletteList");
+  pin_ = new QPushButton(this);
+  pin_->setObjectName("palettePin");
+  pin_->setAutoDefault(false);  // Enter performs the chosen action, never this
+  pin_->setToolTip("A pinned action gets a button of its own under the target picker.");
+  message_ = new QLabel(this);
+  message_->setObjectName("paletteMessage");
+  message_->setWordWrap(true);
+  message_->hide();
   layout->addWidget(search_);
   layout->addWidget(list_, 1);
+  layout->addWidget(pin_);
+  layout->addWidget(message_);
   search_->installEventFilter(this);
   connect(search_, &QLineEdit::textChanged, this, [this] { update(); });
   connect(list_, &QListWidget::itemActivated, this, [this] { performChosen(); });
+  connect(list_, &QListWidget::currentRowChanged, this, [this] { showPinned(); });
+  connect(pin_, &QPushButton::clicked, this, [this] { togglePinned(); });
   resize(360, 420);
   update();
 }
@@ -34,6 +47,27 @@ void PalettePopup::update() {
     item->setData(Qt::UserRole, qt(action->id));
   }
   if (list_->count() > 0) list_->setCurrentRow(0);
+  message_->hide();
+  showPinned();
+}
+
+void PalettePopup::showPinned() {
+  auto* item = list_->currentItem();
+  pin_->setEnabled(item != nullptr);
+  const bool pinned = item != nullptr && palette_.isQuickAction(text(item->data(Qt::UserRole).toString()));
+  pin_->setText(pinned ? "Take Off the Quick Actions Bar" : "Pin to the Quick Actions Bar");
+}
+
+void PalettePopup::togglePinned() {
+  auto* item = list_->currentItem();
+  if (item == nullptr) return;
+  const auto id = text(item->data(Qt::UserRole).toString());
+  auto problem = palette_.setQuickAction(id, !palette_.isQuickAction(id));
+  message_->setText(problem ? qt(*problem) : QString());
+  message_->setVisible(problem.has_value());
+  showPinned();
+  search_->setFocus();
+  if (!problem && pinsChanged_) pinsChanged_();
 }
 
 bool PalettePopup::eventFilter(QObject* watched, QEvent* event) {

@@ -6,6 +6,8 @@
 #include <algorithm>
 
 #include <QAbstractButton>
+#include <QAction>
+#include <QGridLayout>
 #include <QResizeEvent>
 #include <QPushButton>
 #include <QShortcut>
@@ -49,6 +51,13 @@ PanelWindow::PanelWindow(Environment& environment, PanelQuestions questions, QWi
   status_->setContentsMargins(12, 0, 12, 0);
   status_->setWordWrap(true);
   layout->addWidget(status_);
+  quickBar_ = new QWidget(this);
+  quickBar_->setObjectName("quickActions");
+  auto* quickLayout = new QGridLayout(quickBar_);
+  quickLayout->setContentsMargins(10, 0, 10, 0);
+  quickLayout->setSpacing(4);
+  quickBar_->hide();
+  layout->addWidget(quickBar_);
 
   pageList_ = new QListWidget(this);
   pageList_->setObjectName("pages");
@@ -105,6 +114,7 @@ PanelWindow::PanelWindow(Environment& environment, PanelQuestions questions, QWi
   paletteKey->setContext(Qt::WindowShortcut);
   connect(paletteKey, &QShortcut::activated, this, [this] { openPalette(); });
   follower_ = new WindowFollower(*this, environment.settings());
+  refreshQuickActions();
   pageList_->setCurrentRow(0);
   refreshTargets();
   session_->refreshDevices();
@@ -160,9 +170,44 @@ void PanelWindow::closeEvent(QCloseEvent* event) {
   QWidget::closeEvent(event);
 }
 
+void PanelWindow::refreshQuickActions() {
+  collectActions();
+  auto* grid = static_cast<QGridLayout*>(quickBar_->layout());
+  for (auto* old : quickBar_->findChildren<QPushButton*>(Qt::FindDirectChildrenOnly)) {
+    grid->removeWidget(old);
+    delete old;
+  }
+  const auto buttons = palette_->quickButtons();
+  constexpr int columns = 3;
+  int index = 0;
+  for (const auto& quick : buttons) {
+    auto* button = new QPushButton(qt(quick.label), quickBar_);
+    button->setObjectName(qt("quick/" + quick.action->id));
+    button->setToolTip(qt(quick.action->title));
+    button->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Fixed);  // long words are cut, never widen the panel
+    const auto id = quick.action->id;
+    connect(button, &QPushButton::clicked, this, [this, id] { palette_->performPinned(id); });
+    auto* takeOff = new QAction("Take Off the Quick Actions Bar", button);
+    connect(takeOff, &QAction::triggered, this, [this, id] {
+      if (auto problem = palette_->setQuickAction(id, false)) {
+        status_->setText(qt(*problem));
+        return;
+      }
+      // Not while the button's own signal is being delivered.
+      QMetaObject::invokeMethod(this, [this] { refreshQuickActions(); }, Qt::QueuedConnection);
+    });
+    button->addAction(takeOff);
+    button->setContextMenuPolicy(Qt::ActionsContextMenu);
+    grid->addWidget(button, index / columns, index % columns);
+    ++index;
+  }
+  for (int column = 0; column < columns; ++column) grid->setColumnStretch(column, 1);
+  quickBar_->setVisible(!buttons.empty());
+}
+
 PalettePopup* PanelWindow::openPalette() {
   collectActions();
-  if (popup_ == nullptr) popup_ = new PalettePopup(*palette_, this);
+  if (popup_ == nullptr) popup_ = new PalettePopup(*palette_, [this] { refreshQuickActions(); }, this);
   popup_->search()->clear();
   popup_->update();
   popup_->show();

@@ -1,4 +1,5 @@
-// The panel's window: the target picker and its status line at the top, the list of tool pages, and the
+// The panel's window: the target picker and its status line at the top, the quick-actions bar (the
+// buttons pinned from the command palette; hidden while there are none), the list of tool pages, and the
 // page shown. It owns the session; the session's results come back through drainWork() on this thread.
 #pragma once
 
@@ -28,6 +29,7 @@ class PanelWindow : public QWidget {
   [[nodiscard]] QComboBox* targetPicker() const { return targets_; }
   [[nodiscard]] QLabel* statusLine() const { return status_; }
   [[nodiscard]] QListWidget* pageList() const { return pageList_; }
+  [[nodiscard]] QWidget* quickActionsBar() const { return quickBar_; }
   [[nodiscard]] const std::vector<ToolPage*>& pages() const { return pages_; }
   // The page titled `title` (shown when `show`), or null.
   ToolPage* page(const QString& title, bool show = false);
@@ -61,12 +63,15 @@ class PanelWindow : public QWidget {
   void refreshTargets();
   void addPage(ToolPage* page);
   void collectActions();
+  // Makes the quick-actions bar's buttons again from the pinned actions.
+  void refreshQuickActions();
 
   PanelQuestions questions_;
   std::unique_ptr<PanelSession> session_;
   std::shared_ptr<int> lifetime_ = std::make_shared<int>(0);
   QComboBox* targets_;
   QLabel* status_;
+  QWidget* quickBar_;
   QListWidget* pageList_;
   QStackedWidget* stack_;
   std::vector<ToolPage*> pages_;

@@ -28,6 +28,15 @@ expected<std::vector<std::filesystem::path>, std::string> renderPages(PanelWindo
     }
     written.push_back(path);
   }
+  // Last, the command palette over the page, as someone starts to type.
+  auto* palette = window.openPalette();
+  palette->search()->setText("scr");
+  window.settle(30'000);
+  const auto path = folder / "command-palette.png";
+  const bool saved = palette->grab().save(QString::fromStdString(path.string()), "PNG");
+  palette->reject();
+  if (!saved) return unexpected("Could not write " + path.string() + ".");
+  written.push_back(path);
   return written;
 }
 

@@ -28,7 +28,8 @@ bool startsWord(std::string_view text, std::size_t at) {
 }
 
 // One pass over `text`: each query letter continues the run when it can, else takes the next letter that
-// starts a word (when `preferWordStarts`), else the next one at all.
+// starts a word (when `preferWordStarts`), else the next one at all. Runs and word starts score; gaps
+// between the letters found cost.
 std::optional<int> matchScore(std::string_view query, std::string_view text, bool preferWordStarts) {
   int score = 0;
   std::size_t at = 0;
@@ -48,6 +49,9 @@ std::optional<int> matchScore(std::string_view query, std::string_view text, boo
     score += 1;
     if (previous && *found == *previous + 1) score += 5;
     if (startsWord(text, *found)) score += 8;
+    // Letters far apart are a weaker match than a run ("scr" means "Screenshot" more than "Scenarios:
+    // Rename"): a gap costs 3, and 1 for each further letter skipped, up to 15.
+    if (previous && *found > *previous + 1) score -= static_cast<int>(std::min<std::size_t>(3 + (*found - *previous - 2), 15));
     previous = found;
     at = *found + 1;
   }
@@ -97,15 +101,81 @@ std::vector<const PaletteAction*> CommandPalette::search(std::string_view query)
   return found;
 }
 
-bool CommandPalette::perform(const std::string& id) {
+const PaletteAction* CommandPalette::find(const std::string& id) const {
   auto action = std::find_if(actions_.begin(), actions_.end(), [&](const PaletteAction& a) { return a.id == id; });
-  if (action == actions_.end()) return false;
+  return action == actions_.end() ? nullptr : &*action;
+}
+
+bool CommandPalette::perform(const std::string& id) {
+  const auto* action = find(id);
+  if (action == nullptr) return false;
   // Remembered first: the action may change the page, or close the palette, under our feet. A recents
   // list that cannot be written is no reason not to act.
   (void)RecentIds(settings_, recentsKey, recentLimit).record(id, [](const auto& a, const auto& b) { return a == b; });
   auto perform = action->perform;
   if (perform) perform();
   return true;
+}
+
+bool CommandPalette::performPinned(const std::string& id) const {
+  const auto* action = find(id);
+  if (action == nullptr) return false;
+  auto perform = action->perform;
+  if (perform) perform();
+  return true;
+}
+
+std::vector<std::string> CommandPalette::quickActions() const {
+  return decodeSettingsItems<std::string>(SettingsList(settings_, quickActionsKey).load(), IdCodec::decode);
+}
+
+bool CommandPalette::isQuickAction(const std::string& id) const {
+  const auto pinned = quickActions();
+  return std::find(pinned.begin(), pinned.end(), id) != pinned.end();
+}
+
+std::optional<std::string> CommandPalette::setQuickAction(const std::string& id, bool pinned) {
+  bool full = false;
+  auto written = SettingsList(settings_, quickActionsKey).update([&](nlohmann::json stored) {
+    auto ids = decodeSettingsItems<std::string>(stored, IdCodec::decode);
+    const bool present = std::find(ids.begin(), ids.end(), id) != ids.end();
+    if (pinned && !present) {
+      if (ids.size() >= quickActionLimit) {
+        full = true;
+      } else {
+        ids.push_back(id);
+      }
+    }
+    if (!pinned) std::erase(ids, id);
+    return encodeSettingsItems(ids, IdCodec::encode);
+  });
+  if (!written) return "Could not save the quick actions: " + written.error().description();
+  if (full) {
+    return "The quick actions bar holds " + std::to_string(quickActionLimit) + " actions: take one off first.";
+  }
+  return std::nullopt;
+}
+
+std::vector<CommandPalette::QuickButton> CommandPalette::quickButtons() const {
+  std::vector<QuickButton> buttons;
+  for (const auto& id : quickActions()) {
+    const auto* action = find(id);
+    if (action == nullptr) continue;
+    std::string_view label = action->title;
+    if (label.rfind("Go to ", 0) == 0) {
+      label.remove_prefix(6);
+    } else if (const auto colon = label.find(": "); colon != std::string_view::npos) {
+      label.remove_prefix(colon + 2);
+    }
+    buttons.push_back({action, std::string(label)});
+  }
+  // "Clear" of two pages would be two buttons that look alike: those say which page they belong to.
+  std::vector<std::string> shortLabels;
+  for (const auto& button : buttons) shortLabels.push_back(button.label);
+  for (auto& button : buttons) {
+    if (std::count(shortLabels.begin(), shortLabels.end(), button.label) > 1) button.label = button.action->title;
+  }
+  return buttons;
 }
 
 }  // namespace orvanta

@@ -124,5 +124,55 @@ TEST_F(CapturePagesTest, ThePaletteFindsAnyPagesActionAsYouTypeAndRemembersIt) {
   EXPECT_EQ(popup->list()->item(0)->text(), QString::fromUtf8("Console: Export\xE2\x80\xA6"));
 }
 
+TEST_F(CapturePagesTest, AnActionPinnedFromThePaletteGetsAButtonThatStaysUntilTakenOff) {
+  auto& panel = window();
+  EXPECT_FALSE(panel.quickActionsBar()->isVisible());  // no empty bar
+  auto* popup = panel.openPalette();
+  QTest::keyClicks(popup->search(), "controls dark");
+  ASSERT_EQ(popup->list()->currentItem()->text(), "Controls: Dark");
+  EXPECT_EQ(popup->pinButton()->text(), "Pin to the Quick Actions Bar");
+  QTest::mouseClick(popup->pinButton(), Qt::LeftButton);
+  EXPECT_EQ(popup->pinButton()->text(), "Take Off the Quick Actions Bar");
+  popup->reject();
+
+  auto quick = [&] { return panel.quickActionsBar()->findChildren<QPushButton*>(); };
+  ASSERT_EQ(quick().size(), 1u);
+  EXPECT_TRUE(panel.quickActionsBar()->isVisible());
+  EXPECT_EQ(quick().front()->text(), "Dark");
+  EXPECT_EQ(quick().front()->toolTip(), "Controls: Dark");
+  // Its button does what the page's does, from any page.
+  show<DevicesPage>("Devices");
+  QTest::mouseClick(quick().front(), Qt::LeftButton);
+  settleWindow();
+  EXPECT_EQ(panel.pageList()->currentItem()->text(), "Controls");
+  EXPECT_EQ(panel.page("Controls")->messageText(), "Appearance set to Dark (confirmed).");
+
+  // A full bar says so in the palette.
+  for (const char* query : {"go to apps", "go to push", "go to privacy", "go to console", "go to captures"}) {
+    popup = panel.openPalette();
+    QTest::keyClicks(popup->search(), query);
+    QTest::mouseClick(popup->pinButton(), Qt::LeftButton);
+  }
+  EXPECT_FALSE(popup->message()->isVisible());
+  popup = panel.openPalette();
+  QTest::keyClicks(popup->search(), "go to scenarios");
+  QTest::mouseClick(popup->pinButton(), Qt::LeftButton);
+  EXPECT_EQ(popup->message()->text(), "The quick actions bar holds 6 actions: take one off first.");
+  popup->reject();
+  EXPECT_EQ(quick().size(), 6u);
+
+  // Another window shows the same bar; taking a button off closes the gap.
+  window_.reset();
+  auto& again = window();
+  ASSERT_EQ(again.quickActionsBar()->findChildren<QPushButton*>().size(), 6u);
+  auto* dark = again.quickActionsBar()->findChild<QPushButton*>("quick/Controls/Dark");
+  ASSERT_NE(dark, nullptr);
+  ASSERT_EQ(dark->actions().size(), 1);
+  dark->actions().front()->trigger();
+  settleWindow();
+  EXPECT_EQ(again.quickActionsBar()->findChildren<QPushButton*>().size(), 5u);
+  EXPECT_EQ(again.palette().quickActions().front(), "page/Apps");
+}
+
 }  // namespace
 }  // namespace orvanta::testing

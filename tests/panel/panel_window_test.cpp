@@ -190,9 +190,11 @@ TEST_F(PanelWindowTest, RenderWritesOnePicturePerPage) {
   auto& panel = window();
   auto written = renderPages(panel, root_ / "pictures");
   ASSERT_TRUE(written) << written.error();
-  ASSERT_EQ(written->size(), panel.pages().size());
-  EXPECT_EQ(written->back().filename(), "workspaces.png");
+  ASSERT_EQ(written->size(), panel.pages().size() + 1);
+  EXPECT_EQ(written->back().filename(), "command-palette.png");
+  EXPECT_EQ((*written)[panel.pages().size() - 1].filename(), "workspaces.png");
   EXPECT_EQ((*written)[7].filename(), "console.png");
+  written->pop_back();  // the palette is a window of its own
   for (const auto& path : *written) {
     QImage picture(QString::fromStdString(path.string()));
     EXPECT_EQ(picture.width(), panel.width()) << path;

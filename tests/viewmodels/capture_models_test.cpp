@@ -214,6 +214,7 @@ TEST(CommandPaletteTest, MatchesLettersInOrderAndRanksWordStartsFirst) {
   EXPECT_TRUE(fuzzyScore("xy", "axy Xz"));                // found even where word starts mislead
   EXPECT_GT(*fuzzyScore("cex", "Console: Export"), *fuzzyScore("cex", "Controls: Checkbox next"));
   EXPECT_GT(*fuzzyScore("boot", "Devices: Boot"), *fuzzyScore("boot", "Devices: Reboot the other"));
+  EXPECT_GT(*fuzzyScore("scr", "Controls: Clean Screenshot"), *fuzzyScore("scr", "Scenarios: Rename"));
 }
 
 TEST(CommandPaletteTest, RemembersTheActionsUsedNewestFirstAndBounded) {
@@ -240,6 +241,53 @@ TEST(CommandPaletteTest, RemembersTheActionsUsedNewestFirstAndBounded) {
   CommandPalette later(settings);
   EXPECT_EQ(later.recents(), recents);
   EXPECT_TRUE(settings->value(CommandPalette::recentsKey).value().has_value());
+}
+
+TEST(CommandPaletteTest, PinnedActionsKeepTheirOrderAndLimitAndSayWhichPageTheyBelongTo) {
+  auto settings = std::make_shared<InMemorySettingsStore>();
+  CommandPalette palette(settings);
+  std::vector<std::string> performed;
+  for (const auto& [id, title] : std::vector<std::pair<std::string, std::string>>{
+           {"page/Console", "Go to Console"},
+           {"Console/export", "Console: Export\xE2\x80\xA6"},
+           {"Console/clear", "Console: Clear"},
+           {"Push/clear", "Push: Clear"},
+           {"Controls/dark", "Controls: Dark"},
+           {"Captures/shot", "Captures: Take Screenshot"},
+           {"Devices/boot", "Devices: Boot"}}) {
+    palette.add({id, title, [&performed, id] { performed.push_back(id); }});
+  }
+  for (const char* id : {"Console/export", "page/Console", "Console/clear", "Push/clear", "Gone/action"}) {
+    EXPECT_EQ(palette.setQuickAction(id, true), std::nullopt);
+  }
+  EXPECT_EQ(palette.setQuickAction("Console/export", true), std::nullopt);  // already there: stays in place
+  EXPECT_EQ(palette.setQuickAction("Controls/dark", true), std::nullopt);
+  EXPECT_EQ(palette.setQuickAction("Captures/shot", true),
+            "The quick actions bar holds 6 actions: take one off first.");
+  EXPECT_EQ(palette.quickActions(), (std::vector<std::string>{"Console/export", "page/Console", "Console/clear",
+                                                              "Push/clear", "Gone/action", "Controls/dark"}));
+
+  // The buttons: what exists today, in order, short unless two would read alike.
+  std::vector<std::string> labels;
+  for (const auto& button : palette.quickButtons()) labels.push_back(button.label);
+  EXPECT_EQ(labels, (std::vector<std::string>{"Export\xE2\x80\xA6", "Console", "Console: Clear", "Push: Clear", "Dark"}));
+
+  // A pinned button performs its action without counting as a recent one.
+  EXPECT_TRUE(palette.performPinned("Controls/dark"));
+  EXPECT_FALSE(palette.performPinned("Gone/action"));
+  EXPECT_EQ(performed, std::vector<std::string>{"Controls/dark"});
+  EXPECT_TRUE(palette.recents().empty());
+
+  // Taken off, the others close up, and there is room again.
+  EXPECT_EQ(palette.setQuickAction("Push/clear", false), std::nullopt);
+  EXPECT_EQ(palette.setQuickAction("Push/clear", false), std::nullopt);
+  EXPECT_FALSE(palette.isQuickAction("Push/clear"));
+  EXPECT_EQ(palette.setQuickAction("Captures/shot", true), std::nullopt);
+  EXPECT_EQ(palette.quickActions().back(), "Captures/shot");
+  EXPECT_EQ(palette.quickButtons()[2].label, "Clear");  // alone now
+  // Kept under its key, across runs.
+  EXPECT_EQ(CommandPalette(settings).quickActions(), palette.quickActions());
+  EXPECT_TRUE(settings->value(CommandPalette::quickActionsKey).value()->is_array());
 }
 
 }  // namespace
