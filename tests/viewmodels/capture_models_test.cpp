@@ -247,7 +247,7 @@ TEST(CommandPaletteTest, PinnedActionsKeepTheirOrderAndLimitAndSayWhichPageTheyB
   auto settings = std::make_shared<InMemorySettingsStore>();
   CommandPalette palette(settings);
   std::vector<std::string> performed;
-  for (const auto& [id, title] : std::vector<std::pair<std::string, std::string>>{
+  for (const auto& action : std::vector<std::pair<std::string, std::string>>{
            {"page/Console", "Go to Console"},
            {"Console/export", "Console: Export\xE2\x80\xA6"},
            {"Console/clear", "Console: Clear"},
@@ -255,7 +255,7 @@ TEST(CommandPaletteTest, PinnedActionsKeepTheirOrderAndLimitAndSayWhichPageTheyB
            {"Controls/dark", "Controls: Dark"},
            {"Captures/shot", "Captures: Take Screenshot"},
            {"Devices/boot", "Devices: Boot"}}) {
-    palette.add({id, title, [&performed, id] { performed.push_back(id); }});
+    palette.add({action.first, action.second, [&performed, id = action.first] { performed.push_back(id); }});
   }
   for (const char* id : {"Console/export", "page/Console", "Console/clear", "Push/clear", "Gone/action"}) {
     EXPECT_EQ(palette.setQuickAction(id, true), std::nullopt);
