@@ -50,7 +50,7 @@ TEST_F(PanelWindowTest, TheWindowKeepsResponsiveWhileSimctlIsSlow) {
   clock.start();
   panel.session().refreshDevices();
   EXPECT_TRUE(panel.session().refreshingDevices());
-  EXPECT_LT(clock.elapsed(), 200);  // the call returned at once
+  EXPECT_LT(clock.elapsed(), 1000);  // the call returned long before the listing
   while (panel.session().refreshingDevices() && clock.elapsed() < 20'000) QTest::qWait(10);
   EXPECT_GE(clock.elapsed(), 1900);
   // A 20 ms timer fired all along: about 100 times in 2 s on an idle machine.
