@@ -57,8 +57,8 @@ void registerPanelCommands(CLI::App& app, CommandRegistry& registry) {
   auto options = std::make_shared<PanelOptions>();
   auto* panel = app.add_subcommand("panel", "Open the desktop panel beside the simulator");
   panel->add_option("--render", options->render,
-                    "Write a picture of each page into DIR (devices.png, apps.png, ...) and exit; without a display "
-                    "it draws offscreen")
+                    "Write a picture of each page into DIR (devices.png, apps.png, ...) and one of the command palette, "
+                    "and exit; without a display it draws offscreen")
       ->type_name("DIR");
   panel->add_option("--gpx", options->gpx, "With --render: open FILE on the Location page first")->type_name("FILE");
   panel->footer(

@@ -24,7 +24,8 @@ constexpr const char* kUsage =
     "Options:\n"
     "  --xcrun PATH   The xcrun to run (default: $ORVANTA_XCRUN, else /usr/bin/xcrun)\n"
     "  --render DIR   Write a picture of each page into DIR (devices.png, apps.png, ...) once its first\n"
-    "                 listings have come back, then exit. Without a display it draws offscreen.\n"
+    "                 listings have come back, and one of the command palette (command-palette.png),\n"
+    "                 then exit. Without a display it draws offscreen.\n"
     "  --gpx FILE     With --render: open FILE on the Location page first\n"
     "  --help         Show this help\n"
     "  --version      Show the version\n";

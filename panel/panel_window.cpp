@@ -11,6 +11,7 @@
 #include <QResizeEvent>
 #include <QPushButton>
 #include <QShortcut>
+#include <QStyle>
 #include <QThread>
 #include <QVBoxLayout>
 
@@ -20,6 +21,28 @@
 #include "panel/pages.hpp"
 
 namespace orvanta {
+namespace {
+
+// A button of the quick-actions bar: its words cut with an ellipsis when the column is narrower than
+// they are (the whole title is in the tooltip), never widening the panel.
+class QuickActionButton final : public QPushButton {
+ public:
+  QuickActionButton(QString label, QWidget* parent) : QPushButton(label, parent), label_(std::move(label)) {
+    setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Fixed);
+  }
+
+ protected:
+  void resizeEvent(QResizeEvent* event) override {
+    QPushButton::resizeEvent(event);
+    const int room = event->size().width() - 2 * style()->pixelMetric(QStyle::PM_ButtonMargin, nullptr, this) - 4;
+    setText(fontMetrics().elidedText(label_, Qt::ElideRight, room));
+  }
+
+ private:
+  QString label_;
+};
+
+}  // namespace
 
 PanelWindow::PanelWindow(Environment& environment, PanelQuestions questions, QWidget* parent)
     : QWidget(parent), questions_(std::move(questions)) {
@@ -181,10 +204,9 @@ void PanelWindow::refreshQuickActions() {
   constexpr int columns = 3;
   int index = 0;
   for (const auto& quick : buttons) {
-    auto* button = new QPushButton(qt(quick.label), quickBar_);
+    auto* button = new QuickActionButton(qt(quick.label), quickBar_);
     button->setObjectName(qt("quick/" + quick.action->id));
     button->setToolTip(qt(quick.action->title));
-    button->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Fixed);  // long words are cut, never widen the panel
     const auto id = quick.action->id;
     connect(button, &QPushButton::clicked, this, [this, id] { palette_->performPinned(id); });
     auto* takeOff = new QAction("Take Off the Quick Actions Bar", button);
