@@ -107,19 +107,17 @@ const PaletteAction* CommandPalette::find(const std::string& id) const {
 }
 
 bool CommandPalette::perform(const std::string& id) {
-  const auto* action = find(id);
-  if (action == nullptr) return false;
+  if (find(id) == nullptr) return false;
   // Remembered first: the action may change the page, or close the palette, under our feet. A recents
   // list that cannot be written is no reason not to act.
   (void)RecentIds(settings_, recentsKey, recentLimit).record(id, [](const auto& a, const auto& b) { return a == b; });
-  auto perform = action->perform;
-  if (perform) perform();
-  return true;
+  return performPinned(id);
 }
 
 bool CommandPalette::performPinned(const std::string& id) const {
   const auto* action = find(id);
   if (action == nullptr) return false;
+  // A copy: the action may clear the list it is kept in.
   auto perform = action->perform;
   if (perform) perform();
   return true;
