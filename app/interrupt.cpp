@@ -1,6 +1,7 @@
 #include "app/interrupt.hpp"
 
 #include <fcntl.h>
+#include <pthread.h>
 #include <poll.h>
 #include <signal.h>
 #include <unistd.h>
@@ -44,10 +45,22 @@ void InterruptGuard::watch() {
   action.sa_handler = onInterrupt;
   sigemptyset(&action.sa_mask);
   action.sa_flags = SA_RESTART;
-  ::sigaction(SIGINT, &action, nullptr);
-  ::sigaction(SIGTERM, &action, nullptr);
-  ::sigaction(SIGHUP, &action, nullptr);
-  watcher_ = orvanta::jthread([this, quitRead = std::move(quitRead_)] {
+  for (std::size_t i = 0; i < kStopSignals.size(); ++i) {
+    struct sigaction& before = previousActions_[i];
+    if (::sigaction(kStopSignals[i], nullptr, &before) != 0) continue;
+    // A signal ignored by whoever started us (nohup, a shell's background job) stays ignored.
+    if (before.sa_handler == SIG_IGN) continue;
+    if (::sigaction(kStopSignals[i], &action, nullptr) == 0) replaced_[i] = true;
+  }
+  // The signals go to the watcher alone: this thread, and every thread it starts from now on, blocks
+  // them, so no other thread's system call is interrupted and the handler always runs where the watcher
+  // waits for it. (A signal that comes between the two calls is caught here and waits in the pipe.)
+  sigset_t signals;
+  sigemptyset(&signals);
+  for (const int signal : kStopSignals) sigaddset(&signals, signal);
+  blockedHere_ = ::pthread_sigmask(SIG_BLOCK, &signals, &previousMask_) == 0;
+  watcher_ = orvanta::jthread([this, quitRead = std::move(quitRead_), signals] {
+    ::pthread_sigmask(SIG_UNBLOCK, &signals, nullptr);
     pollfd fds[2] = {{signalRead_.get(), POLLIN, 0}, {quitRead.get(), POLLIN, 0}};
     for (;;) {
       int ready = ::poll(fds, 2, -1);
@@ -64,17 +77,15 @@ void InterruptGuard::watch() {
 }
 
 InterruptGuard::~InterruptGuard() {
-  struct sigaction action {};
-  action.sa_handler = SIG_DFL;
-  sigemptyset(&action.sa_mask);
-  ::sigaction(SIGINT, &action, nullptr);
-  ::sigaction(SIGTERM, &action, nullptr);
-  ::sigaction(SIGHUP, &action, nullptr);
+  for (std::size_t i = 0; i < kStopSignals.size(); ++i) {
+    if (replaced_[i]) ::sigaction(kStopSignals[i], &previousActions_[i], nullptr);
+  }
   if (quitWrite_) {
     char byte = 1;
     [[maybe_unused]] auto ignored = ::write(quitWrite_.get(), &byte, 1);
   }
   if (watcher_.joinable()) watcher_.join();
+  if (blockedHere_) ::pthread_sigmask(SIG_SETMASK, &previousMask_, nullptr);
   const int fd = gSignalWriteFd;
   gSignalWriteFd = -1;
   if (fd >= 0) ::close(fd);

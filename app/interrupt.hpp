@@ -1,17 +1,22 @@
 // Ctrl-C handling for the command-line program.
 #pragma once
 
-#include "support/stop_token.hpp"
+#include <signal.h>
+
+#include <array>
 #include <thread>
 
+#include "support/stop_token.hpp"
 #include "support/unique_fd.hpp"
 
 namespace orvanta {
 
 // While alive and watching, SIGINT (and SIGTERM, SIGHUP) request a stop of `token()` instead of killing the
 // program, so that the running command can end its children and return. The handler only writes to a
-// pipe; a watcher thread turns that into the stop request. Create once, on the main thread. Destroying it
-// joins the watcher and restores the default dispositions.
+// pipe; a watcher thread, the only one that does not block these signals, turns that into the stop request.
+// Create once, on the main thread, and start watching before other threads are started so that they
+// inherit the blocked signals. Destroying it joins the watcher, restores the dispositions it replaced and
+// this thread's signal mask. A signal that was ignored when the program started (nohup) stays ignored.
 class InterruptGuard {
  public:
   InterruptGuard();
@@ -32,6 +37,11 @@ class InterruptGuard {
   UniqueFd signalRead_;
   UniqueFd quitRead_;
   UniqueFd quitWrite_;
+  static constexpr std::array<int, 3> kStopSignals{SIGINT, SIGTERM, SIGHUP};
+  std::array<struct sigaction, 3> previousActions_{};
+  std::array<bool, 3> replaced_{};
+  sigset_t previousMask_{};
+  bool blockedHere_ = false;
   orvanta::jthread watcher_;
 };
 

@@ -86,10 +86,11 @@ int main(int argc, char** argv) {
     defaultHandler = qInstallMessageHandler(quietOffscreen);
   }
 
-  QApplication application(argc, argv);
-  QApplication::setApplicationName("Orvanta");
+  // Watching starts before Qt starts its threads, so that they leave the signals to the watcher.
   orvanta::InterruptGuard interrupt;
   interrupt.watch();
+  QApplication application(argc, argv);
+  QApplication::setApplicationName("Orvanta");
   orvanta::Environment environment(xcrun);
   orvanta::PanelWindow window(environment, orvanta::PanelQuestions::dialogs());
 

@@ -32,7 +32,7 @@ class WaitingOrvanta {
   enum class Input { terminal, silentPipe };
 
   WaitingOrvanta(const std::vector<std::string>& arguments, const std::map<std::string, std::string>& environment,
-                 Input input) {
+                 Input input, int ignoredSignal = 0) {
     std::vector<std::string> environmentText;
     for (char** entry = environ; *entry != nullptr; ++entry) {
       const std::string text = *entry;
@@ -69,6 +69,7 @@ class WaitingOrvanta {
     pid_ = ::fork();
     if (pid_ == 0) {
       ::setsid();
+      if (ignoredSignal != 0) ::signal(ignoredSignal, SIG_IGN);  // as nohup does
       if (input == Input::terminal) {
         const int terminal = ::open(terminalName.c_str(), O_RDWR);  // becomes the controlling terminal
         if (terminal < 0) ::_exit(126);
@@ -135,6 +136,7 @@ class WaitingOrvanta {
     return {status_.value_or(-1), std::chrono::duration<double>(Clock::now() - sent).count()};
   }
   const std::string& screen() const { return screen_; }
+  pid_t pid() const { return pid_; }
 
  private:
   void readSome(int milliseconds) {
@@ -237,6 +239,14 @@ TEST_F(HardeningCliTest, EveryBlockingReadEndsOnTheStopRequest) {
   }
   // The uninstall was not done.
   EXPECT_TRUE(testing::contains(orvanta({"apps"}).out, "com.example.cafe"));
+
+  // Started under nohup, a hang-up is not a request to stop; Ctrl-C still is.
+  WaitingOrvanta detached({"push", "validate", "-"}, environmentForTest(), WaitingOrvanta::Input::silentPipe, SIGHUP);
+  ASSERT_TRUE(detached.waitUntilCatching(SIGINT));
+  ::kill(detached.pid(), SIGHUP);
+  std::this_thread::sleep_for(std::chrono::milliseconds(300));
+  EXPECT_EQ(::waitpid(detached.pid(), nullptr, WNOHANG), 0);
+  EXPECT_EQ(detached.interrupt(SIGINT).first, 130) << detached.screen();
 }
 
 TEST_F(HardeningCliTest, TheGateRefusesWhenItsFolderIsNotPrivateAndRepairsItsOwn) {
