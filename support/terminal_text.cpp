@@ -1,5 +1,7 @@
 #include "support/terminal_text.hpp"
 
+#include <algorithm>
+
 #include <fmt/format.h>
 
 namespace orvanta {
@@ -68,8 +70,25 @@ TerminalSafeBuffer::int_type TerminalSafeBuffer::overflow(int_type character) {
 }
 
 std::streamsize TerminalSafeBuffer::xsputn(const char* text, std::streamsize count) {
-  for (std::streamsize i = 0; i < count; ++i) {
+  // Runs of plain bytes go on in one piece: an unbuffered target (standard error) then makes one write
+  // of a message, not one per byte.
+  std::streamsize i = 0;
+  while (i < count) {
+    std::streamsize run = i;
+    if (!afterC2_) {
+      while (run < count && !isControl(static_cast<unsigned char>(text[run])) &&
+             static_cast<unsigned char>(text[run]) != 0xC2) {
+        ++run;
+      }
+    }
+    if (run > i) {
+      const std::streamsize written = target_->sputn(text + i, run - i);
+      if (written != run - i) return i + std::max<std::streamsize>(written, 0);
+      i = run;
+      continue;
+    }
     if (!put(static_cast<unsigned char>(text[i]))) return i;
+    ++i;
   }
   return count;
 }
