@@ -37,7 +37,10 @@ namespace {
 QtMessageHandler defaultHandler = nullptr;
 
 void quietOffscreen(QtMsgType type, const QMessageLogContext& context, const QString& message) {
-  if (type == QtWarningMsg && (message.contains("propagateSizeHints") || message.contains("XDG_RUNTIME_DIR"))) return;
+  if (type == QtWarningMsg && (message.contains("propagateSizeHints") || message.contains("XDG_RUNTIME_DIR") ||
+                               message.contains("does not support raise()"))) {
+    return;
+  }
   if (defaultHandler != nullptr) defaultHandler(type, context, message);
 }
 
@@ -80,8 +83,9 @@ int main(int argc, char** argv) {
       std::getenv("WAYLAND_DISPLAY") == nullptr) {
     ::setenv("QT_QPA_PLATFORM", "offscreen", 1);
   }
-  // Drawing offscreen, the platform's notes on what it cannot do (size hints to a window manager, a
-  // runtime folder for a session there is none of) say nothing to someone who asked for pictures.
+  // Drawing offscreen, the platform's notes on what it cannot do (size hints to a window manager, raising
+  // the palette, a runtime folder for a session there is none of) say nothing to someone who asked for
+  // pictures.
   if (const char* platform = std::getenv("QT_QPA_PLATFORM"); platform != nullptr && std::string(platform) == "offscreen") {
     defaultHandler = qInstallMessageHandler(quietOffscreen);
   }
