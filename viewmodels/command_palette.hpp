@@ -69,9 +69,9 @@ class CommandPalette {
   [[nodiscard]] std::vector<QuickButton> quickButtons() const;
 
  private:
-  std::shared_ptr<SettingsStore> settings_;
   [[nodiscard]] const PaletteAction* find(const std::string& id) const;
 
+  std::shared_ptr<SettingsStore> settings_;
   std::vector<PaletteAction> actions_;
 };
 

@@ -8,8 +8,6 @@
 #include <mutex>
 
 #include "app/environment.hpp"
-#include "support/atomic_file.hpp"
-#include "support/json_text.hpp"
 #include "support/text.hpp"
 #include "support/uuid.hpp"
 #include "tools/location/location_entry.hpp"
@@ -422,15 +420,6 @@ void ScenariosModel::reload() {
   if (loadStore()) changed();
 }
 
-bool ScenariosModel::applied(const expected<void, ScenarioLibraryError>& done, std::string text) {
-  if (!done) {
-    fail(done.error().description());
-    return false;
-  }
-  succeed(std::move(text));
-  return true;
-}
-
 void ScenariosModel::create(const std::string& name) {
   ScenarioDefinition scenario;
   scenario.id = makeUUID();
@@ -463,17 +452,6 @@ void ScenariosModel::importFrom(const std::filesystem::path& file) {
   succeed(text);
 }
 
-void ScenariosModel::exportTo(const std::string& id, const std::filesystem::path& file) {
-  const auto* entry = store_.find(id);
-  if (entry == nullptr) return fail(ScenarioLibraryError::of(ScenarioLibraryError::Case::notFound).description());
-  auto item = store_.item(*entry);
-  if (!item) return fail(item.error().description());
-  if (auto written = writeFileAtomically(file, exportedItemText(*item), 0644); !written) {
-    return fail(written.error().description());
-  }
-  succeed("Exported to " + file.string());
-}
-
 void ScenariosModel::duplicate(const std::string& id) {
   auto copy = store_.duplicate(id);
   if (!copy) return fail(copy.error().description());
@@ -482,19 +460,9 @@ void ScenariosModel::duplicate(const std::string& id) {
   succeed("Created \"" + copy->name + "\".");
 }
 
-void ScenariosModel::rename(const std::string& id, const std::string& name) {
-  const auto* scenario = store_.lookup(id);
-  if (scenario == nullptr) return fail(ScenarioLibraryError::of(ScenarioLibraryError::Case::notFound).description());
-  auto renamed = *scenario;
-  renamed.name = name;
-  auto done = store_.update(renamed);
-  if (!done) return fail(done.error().description());
-  succeed("Renamed to \"" + done->name + "\".");
-}
-
 void ScenariosModel::describe(const std::string& id, const std::string& description) {
   const auto* scenario = store_.lookup(id);
-  if (scenario == nullptr) return fail(ScenarioLibraryError::of(ScenarioLibraryError::Case::notFound).description());
+  if (scenario == nullptr) return fail(notFoundText());
   std::optional<std::string> wanted;
   if (const auto trimmed = trimWhitespace(description); !trimmed.empty()) wanted = std::string(trimmed);
   if (wanted == scenario->description) return;
@@ -509,29 +477,18 @@ void ScenariosModel::move(const std::string& id, int offset) {
   std::vector<std::string> ids;
   for (const auto& entry : store_.entries) ids.push_back(entry.id());
   auto at = std::find(ids.begin(), ids.end(), id);
-  if (at == ids.end()) return fail(ScenarioLibraryError::of(ScenarioLibraryError::Case::notFound).description());
+  if (at == ids.end()) return fail(notFoundText());
   const auto from = at - ids.begin();
   const auto to = from + offset;
   if (to < 0 || to >= std::ssize(ids)) return;
   std::swap(ids[static_cast<std::size_t>(from)], ids[static_cast<std::size_t>(to)]);
-  applied(store_.reorder(ids), "Moved to position " + std::to_string(to + 1) + ".");
-}
-
-void ScenariosModel::remove(const std::string& id) {
-  const auto* entry = store_.find(id);
-  if (entry == nullptr) return fail(ScenarioLibraryError::of(ScenarioLibraryError::Case::notFound).description());
-  const std::string name = entry->readable() ? "\"" + entry->record.name + "\"" : entry->id();
-  std::ptrdiff_t position = entry - store_.entries.data();
-  if (!applied(store_.remove(id), "Deleted " + name + ".")) return;
-  if (id == selectedID_) {
-    chooseAfterRemoval(position);
-    changed();
-  }
+  if (auto done = store_.reorder(ids); !done) return fail(done.error().description());
+  succeed("Moved to position " + std::to_string(to + 1) + ".");
 }
 
 void ScenariosModel::changeSteps(const std::function<std::optional<std::string>(std::vector<ScenarioStep>&)>& change) {
   const auto* scenario = selected();
-  if (scenario == nullptr) return fail(ScenarioLibraryError::of(ScenarioLibraryError::Case::notFound).description());
+  if (scenario == nullptr) return fail(notFoundText());
   auto edited = *scenario;
   auto text = change(edited.steps);
   if (!text) return;
@@ -607,7 +564,7 @@ void ScenariosModel::check(std::function<void()> ready) {
   if (scenario == nullptr) {
     const auto* entry = store_.find(selectedID_);
     return fail(entry != nullptr ? entry->message()
-                                 : ScenarioLibraryError::of(ScenarioLibraryError::Case::notFound).description());
+                                 : notFoundText());
   }
   ScenarioSelection selection;
   selection.simulator = rememberedSimulator();

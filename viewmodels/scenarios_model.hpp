@@ -24,6 +24,7 @@
 #include "automation/scenario_executor.hpp"
 #include "automation/scenario_library.hpp"
 #include "automation/scenario_preflight.hpp"
+#include "support/atomic_file.hpp"
 #include "support/expected.hpp"
 #include "support/stop_token.hpp"
 #include "tools/location/location_route_library.hpp"
@@ -142,8 +143,45 @@ class StoredItemsModel : public PlanRunModel {
   // The chosen item, when it is a readable one.
   [[nodiscard]] const Record* selected() const { return selectedID_.empty() ? nullptr : store_.lookup(selectedID_); }
 
+  // Refused with the store's sentence when another item has the name.
+  void rename(const std::string& id, const std::string& name) {
+    const auto* record = store_.lookup(id);
+    if (record == nullptr) return fail(notFoundText());
+    auto renamed = *record;
+    renamed.name = name;
+    auto done = store_.update(renamed);
+    if (!done) return fail(done.error().description());
+    succeed("Renamed to \"" + done->name + "\".");
+  }
+  // Deleting the chosen item chooses the one after it, or the new last one.
+  void remove(const std::string& id) {
+    const auto* entry = store_.find(id);
+    if (entry == nullptr) return fail(notFoundText());
+    const std::string name = entry->readable() ? "\"" + entry->record.name + "\"" : entry->id();
+    const std::ptrdiff_t position = entry - store_.entries.data();
+    if (auto done = store_.remove(id); !done) return fail(done.error().description());
+    if (id == selectedID_) chooseAfterRemoval(position);
+    succeed("Deleted " + name + ".");
+  }
+  // The item as an import file of its own (even one of a newer version, as it is stored).
+  void exportTo(const std::string& id, const std::filesystem::path& file) {
+    const auto* entry = store_.find(id);
+    if (entry == nullptr) return fail(notFoundText());
+    auto item = store_.item(*entry);
+    if (!item) return fail(item.error().description());
+    if (auto written = writeFileAtomically(file, exportedItemText(*item), 0644); !written) {
+      return fail(written.error().description());
+    }
+    succeed("Exported to " + file.string());
+  }
+
  protected:
   using PlanRunModel::PlanRunModel;
+
+  static std::string notFoundText() {
+    using Error = typename Store::Error;
+    return Error::of(Error::Case::notFound).description();
+  }
 
   // Reads the store's file again (another process may have changed it); the choice stays while its item
   // is listed, else the first item is chosen. False, with the sentence shown, when there is no file to read.
@@ -183,15 +221,11 @@ class ScenariosModel : public StoredItemsModel<ScenarioLibrary> {
   // A new scenario without steps, chosen; a name that is taken is numbered.
   void create(const std::string& name);
   void importFrom(const std::filesystem::path& file);
-  void exportTo(const std::string& id, const std::filesystem::path& file);
   void duplicate(const std::string& id);
-  // Refused with the library's sentence when another scenario has the name.
-  void rename(const std::string& id, const std::string& name);
   // Sets the scenario's description, trimmed; an empty one removes it. Nothing is saved when it is unchanged.
   void describe(const std::string& id, const std::string& description);
   // One place up (-1) or down (+1).
   void move(const std::string& id, int offset);
-  void remove(const std::string& id);
 
   // The steps of the chosen scenario.
   void addStep(ScenarioStepKind::Case kind);
@@ -207,7 +241,6 @@ class ScenariosModel : public StoredItemsModel<ScenarioLibrary> {
   void check(std::function<void()> ready = {});
 
  private:
-  bool applied(const expected<void, ScenarioLibraryError>& done, std::string text);
   // Applies `change` to the chosen scenario's steps and saves; it returns the sentence to show, or nothing
   // when there is nothing to save.
   void changeSteps(const std::function<std::optional<std::string>(std::vector<ScenarioStep>&)>& change);

@@ -5,17 +5,10 @@
 #include "app/environment.hpp"
 #include "app/target_resolution.hpp"
 #include "automation/workspace_plan.hpp"
-#include "support/atomic_file.hpp"
 #include "support/uuid.hpp"
 #include "tools/location/location_entry.hpp"
 
 namespace orvanta {
-namespace {
-
-std::string notFoundText() { return WorkspaceStoreError::of(WorkspaceStoreError::Case::notFound).description(); }
-
-}  // namespace
-
 WorkspacesModel::WorkspacesModel(PanelSession& session)
     : StoredItemsModel(session, "Restore Workspace", gate_labels::workspaceRestore) {
   reload();
@@ -115,37 +108,6 @@ void WorkspacesModel::restore(const std::string& id, std::function<void()> ready
 void WorkspacesModel::runEnded() {
   // A restore may have booted the simulator.
   session_.refreshDevices();
-}
-
-void WorkspacesModel::rename(const std::string& id, const std::string& name) {
-  const auto* workspace = store_.lookup(id);
-  if (workspace == nullptr) return fail(notFoundText());
-  auto renamed = *workspace;
-  renamed.name = name;
-  auto done = store_.update(renamed);
-  if (!done) return fail(done.error().description());
-  succeed("Renamed to \"" + done->name + "\".");
-}
-
-void WorkspacesModel::remove(const std::string& id) {
-  const auto* entry = store_.find(id);
-  if (entry == nullptr) return fail(notFoundText());
-  const std::string name = entry->readable() ? "\"" + entry->record.name + "\"" : entry->id();
-  auto position = entry - store_.entries.data();
-  if (auto done = store_.remove(id); !done) return fail(done.error().description());
-  if (id == selectedID_) chooseAfterRemoval(position);
-  succeed("Deleted " + name + ".");
-}
-
-void WorkspacesModel::exportTo(const std::string& id, const std::filesystem::path& file) {
-  const auto* entry = store_.find(id);
-  if (entry == nullptr) return fail(notFoundText());
-  auto item = store_.item(*entry);
-  if (!item) return fail(item.error().description());
-  if (auto written = writeFileAtomically(file, exportedItemText(*item), 0644); !written) {
-    return fail(written.error().description());
-  }
-  succeed("Exported to " + file.string());
 }
 
 void WorkspacesModel::importFrom(const std::filesystem::path& file) {

@@ -35,7 +35,6 @@ class WorkspacesModel : public StoredItemsModel<WorkspaceStore> {
   // The scenarios that can be pinned.
   [[nodiscard]] const ScenarioLibrary& scenarios() const { return scenarios_; }
 
-
   // The pinned scenarios of a workspace, in its order; they come first in its detail.
   [[nodiscard]] std::vector<PinnedScenario> pinned(const Workspace& workspace) const;
   // What the workspace restores, after its pinned scenarios: the simulator, the app, the state lines.
@@ -49,9 +48,6 @@ class WorkspacesModel : public StoredItemsModel<WorkspaceStore> {
   // first when it is shut down); `ready` when the plan waits for confirmation.
   void restore(const std::string& id, std::function<void()> ready = {},
                std::optional<std::string> ontoUDID = std::nullopt);
-  void rename(const std::string& id, const std::string& name);
-  void remove(const std::string& id);
-  void exportTo(const std::string& id, const std::filesystem::path& file);
   void importFrom(const std::filesystem::path& file);
 
  protected:
