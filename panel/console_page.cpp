@@ -148,7 +148,7 @@ void ConsolePage::showEntries() {
       first = last + 1;
     }
     if (!selection.isEmpty()) list_->selectionModel()->select(selection, QItemSelectionModel::Select);
-      if (top >= 0) list_->scrollTo(items_->index(top), QAbstractItemView::PositionAtTop);
+    if (top >= 0) list_->scrollTo(items_->index(top), QAbstractItemView::PositionAtTop);
   }
   if (following) list_->scrollToBottom();
 }
